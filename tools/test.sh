@@ -1,0 +1,40 @@
+#!/usr/bin/env bash
+# The project's one test command: installs missing packages, then configures,
+# builds and runs every test in three builds:
+#   gcc    g++, warnings as errors, all tests
+#   asan   clang++ with AddressSanitizer and UndefinedBehaviorSanitizer, all tests
+#   tsan   clang++ with ThreadSanitizer, the *Concurrency test suites
+# Usage: bash tools/test.sh [gcc|asan|tsan ...]   (default: all three)
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+bash tools/install-deps.sh
+
+jobs=${KS_JOBS:-2}
+stages=("$@")
+[ ${#stages[@]} -eq 0 ] && stages=(gcc asan tsan)
+
+export ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=1:strict_string_checks=1}
+export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}
+export TSAN_OPTIONS=${TSAN_OPTIONS:-halt_on_error=1:second_deadlock_stack=1}
+
+run_stage() {
+  local name=$1 filter=$2; shift 2
+  local dir=build/$name
+  echo "=== $name ==="
+  cmake -S . -B "$dir" -G Ninja "$@"
+  cmake --build "$dir" -j "$jobs"
+  (cd "$dir" && ctest --output-on-failure -j "$jobs" $filter)
+}
+
+for s in "${stages[@]}"; do
+  case $s in
+    gcc)  run_stage gcc "" -DCMAKE_CXX_COMPILER=g++ -DCMAKE_C_COMPILER=gcc -DCMAKE_BUILD_TYPE=RelWithDebInfo ;;
+    asan) run_stage asan "" -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_C_COMPILER=clang -DCMAKE_BUILD_TYPE=Debug \
+            -DKS_SANITIZE=address,undefined -DKS_BUILD_BENCH=OFF ;;
+    tsan) run_stage tsan "-R Concurrency" -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_C_COMPILER=clang -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+            -DKS_SANITIZE=thread -DKS_BUILD_BENCH=OFF ;;
+    *) echo "unknown stage: $s" >&2; exit 2 ;;
+  esac
+done
+echo "all test stages passed: ${stages[*]}"
