@@ -90,6 +90,10 @@ class Searcher {
   // The constant "0.1.0".
   const char* indexVersion();
 
+  // The configuration manager of the bound root (borrowed), or null before
+  // open. The database adapter records scan progress through it.
+  ConfigManager* getConfigManager() const { return config_manager_; }
+
   // ---- Per-group operations (unknown group: the value given) ----
 
   GroupSearcher* getGroupSearcher(const char* group);  // null
