@@ -1,0 +1,252 @@
+#include "text/token_rules.h"
+
+#include "foundation/utf8_util.h"
+
+namespace mobile_search {
+
+namespace {
+
+// The kept punctuation, compared one code at a time in this order.
+const unsigned int kKeptPunct[21] = {
+    0x21, 0x22, 0x23, 0x24, 0x25, 0x26, 0x27, 0x28, 0x29, 0x2A, 0x2B,
+    0x2D, 0x2F, 0x3A, 0x3B, 0x3D, 0x3F, 0x40, 0x5B, 0x5D, 0x5F,
+};
+
+bool inRange(unsigned long long cp, unsigned long long lo, unsigned long long hi) {
+  return cp >= lo && cp <= hi;
+}
+
+}  // namespace
+
+bool TokenRules::isZiMu(unsigned char c) {
+  return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
+}
+
+bool TokenRules::isHanZi(unsigned char c) { return (c >> 7) != 0; }
+
+bool TokenRules::isNumber(unsigned char c) { return c >= '0' && c <= '9'; }
+
+bool TokenRules::isKeptPunct(char c) {
+  const unsigned int code = static_cast<unsigned char>(c);
+  for (unsigned int kept : kKeptPunct) {
+    if (kept == code) return true;
+  }
+  return false;
+}
+
+bool TokenRules::isStopWord(char c) {
+  const unsigned char u = static_cast<unsigned char>(c);
+  return !isHanZi(u) && !isZiMu(u) && !isNumber(u) && !isKeptPunct(c);
+}
+
+bool TokenRules::isChina(unsigned long long cp) { return inRange(cp, 0x4E00, 0x9FA5); }
+
+bool TokenRules::isJapan(unsigned long long cp) {
+  return inRange(cp, 0x3041, 0x30FF) || inRange(cp, 0x3104, 0x312A) ||
+         inRange(cp, 0xFF66, 0xFF9E) || inRange(cp, 0x30A1, 0x30FA);
+}
+
+bool TokenRules::isKorea(unsigned long long cp) {
+  return inRange(cp, 0x3130, 0x318F) || inRange(cp, 0xAC00, 0xD7AF) ||
+         inRange(cp, 0x1100, 0x11FF);
+}
+
+bool TokenRules::isEmoji(unsigned long long cp) {
+  return inRange(cp, 0x1F000, 0x1FFFF) || isShortEmoji(cp);
+}
+
+bool TokenRules::isShortEmoji(unsigned long long cp) {
+  return inRange(cp, 0xD800, 0xDFFF) || inRange(cp, 0xE000, 0xF8FF);
+}
+
+bool TokenRules::isArab(unsigned long long cp) {
+  return inRange(cp, 0x0600, 0x06FF) || inRange(cp, 0x0750, 0x077F);
+}
+
+unsigned long long TokenRules::matchEmojiValue(unsigned long long a, unsigned long long b) {
+  return b > 0xDEFF ? a + b + 15300 : a + b + 16323;
+}
+
+int TokenRules::utf8ToUnicode(const char* p, unsigned char len, unsigned long long* out) {
+  if (out != nullptr) *out = 0;
+  if (p == nullptr || out == nullptr || len > 6 || len == 1) return 0;
+  const unsigned char* s = reinterpret_cast<const unsigned char*>(p);
+  if (len == 0) {
+    *out = s[0];
+    return 1;
+  }
+  // Two-byte characters only decode with a second byte of 0x80..0x9F; the
+  // index has always been built that way, so é (C3 A9) stays undecodable.
+  if (len == 2 && (s[1] & 0xE0) != 0x80) return 0;
+  unsigned long long value = s[0] & (0xFFu >> (len + 1));
+  for (int i = 1; i < len; ++i) {
+    if ((s[i] & 0xC0) != 0x80) return 0;
+    value = (value << 6) | (s[i] & 0x3F);
+  }
+  *out = value;
+  return 1;
+}
+
+int TokenRules::unicodeToUtf8(unsigned long long cp, char* out, int /*size*/) {
+  int n;
+  unsigned char lead;
+  if (cp < 0x80) {
+    out[0] = static_cast<char>(cp);
+    return 1;
+  } else if (cp < 0x800) {
+    n = 2, lead = 0xC0;
+  } else if (cp < 0x10000) {
+    n = 3, lead = 0xE0;
+  } else if (cp < 0x200000) {
+    n = 4, lead = 0xF0;
+  } else if (cp < 0x4000000) {
+    n = 5, lead = 0xF8;
+  } else if (cp < 0x80000000ULL) {
+    n = 6, lead = 0xFC;
+  } else {
+    return 0;
+  }
+  for (int i = n - 1; i > 0; --i) {
+    out[i] = static_cast<char>(0x80 | (cp & 0x3F));
+    cp >>= 6;
+  }
+  out[0] = static_cast<char>(lead | cp);
+  return n;
+}
+
+unsigned long long TokenRules::getWordType(const char* p, int len, WordType& type) {
+  type = kWordNone;
+  unsigned long long cp = 0;
+  if (p == nullptr || *p == 0 || len <= 0) return static_cast<unsigned long long>(-1);
+  if (!utf8ToUnicode(p, static_cast<unsigned char>(len), &cp)) {
+    return static_cast<unsigned long long>(-1);
+  }
+  if (cp == 0) return cp;
+  if (isChina(cp)) {
+    type = kWordChina;
+  } else if (isKorea(cp)) {
+    type = kWordKorea;
+  } else if (isJapan(cp)) {
+    type = kWordJapan;
+  } else if (isEmoji(cp)) {
+    type = kWordEmoji;
+  } else if (isArab(cp)) {
+    type = kWordArab;
+  } else {
+    type = kWordOther;
+  }
+  return cp;
+}
+
+void TokenRules::setFirstType(WordType& first, WordType t) {
+  if (first != kWordNone && first != kWordPunct) return;
+  switch (t) {
+    case kWordChina:
+    case kWordNumber:
+    case kWordZiMu:
+      first = t;
+      break;
+    case kWordKorea:
+    case kWordJapan:
+    case kWordEmoji:
+      first = kWordOther;
+      break;
+    default:
+      // Punctuation never sticks, and Arabic or unclassified text does not
+      // decide how the field is weighted.
+      break;
+  }
+}
+
+_str_buffer_t* TokenRules::appendStr(const char* s, int len, _DArray* arr, _str_buffer_t* cur,
+                                     WordType t, WordType& last) {
+  if (last == t) {
+    str_buffer_append(cur, s, len);
+    return cur;
+  }
+  _str_buffer_t* run = str_buffer_create(s, len);
+  if (run != nullptr && darray_append(arr, run) != RET_OK) {
+    str_buffer_free(run);
+    run = nullptr;
+  }
+  last = run != nullptr ? t : kWordNone;
+  return run;
+}
+
+int TokenRules::worldSplit(bool /*flag*/, const char* text, _DArray* cn, _DArray* en,
+                           _DArray* num, _DArray* other, _DArray* foreign, WordType& first) {
+  if (text == nullptr || *text == 0 || cn == nullptr || en == nullptr || num == nullptr) return 0;
+  first = kWordNone;
+  WordType last = kWordNone;
+  _str_buffer_t* cur = nullptr;
+  const char* p = text;
+  while (*p != 0) {
+    const unsigned char c = static_cast<unsigned char>(*p);
+    const char* next = p + 1;
+    _DArray* target = nullptr;
+    WordType type = kWordNone;
+    if (isHanZi(c)) {
+      next = ac_utf8_next(p);
+      getWordType(p, static_cast<int>(next - p), type);
+      // An undecodable character ends the split: the rest of the text is
+      // dropped, as the index has always done for such values.
+      if (type == kWordNone) break;
+      setFirstType(first, type);
+      target = type == kWordChina ? cn : foreign;
+    } else if (isZiMu(c)) {
+      type = kWordZiMu;
+      target = en;
+    } else if (isNumber(c)) {
+      type = kWordNumber;
+      target = num;
+    } else if (isKeptPunct(static_cast<char>(c))) {
+      type = kWordPunct;
+      target = other;
+    }
+    if (type == kWordZiMu || type == kWordNumber || type == kWordPunct) setFirstType(first, type);
+    if (target == nullptr) {
+      last = kWordNone;  // separator, or a class the caller does not collect
+    } else {
+      cur = appendStr(p, static_cast<int>(next - p), target, cur, type, last);
+    }
+    p = next;
+  }
+  return 0;
+}
+
+void TokenRules::mathBaseWeight(unsigned char& w, const int& len) {
+  float share = len > 0 ? static_cast<float>(w) / static_cast<float>(len) : 1.0f;
+  if (share > 1.0f) share = 1.0f;
+  const int weight = static_cast<int>(share * 20.0f);
+  w = static_cast<unsigned char>(weight < 1 ? 1 : weight);
+}
+
+void TokenRules::mathSortWeight(unsigned char& w, unsigned char bits) {
+  int a = w > 20 ? 20 : w;
+  if (bits & kMatchAll) a += 40;
+  if (bits & kMatchFirstAndAccurate) {
+    a += 80;
+  } else {
+    if (bits & kMatchAccurate) a += 40;
+    if (bits & kMatchFirst) a += 20;
+  }
+  if (!(bits & kMatchPinYin)) {
+    a += 20;
+    if (bits & kMatchFirstAndAccurate) a += 20;
+  }
+  w = static_cast<unsigned char>(a);
+}
+
+void TokenRules::mergeWeigthExt(unsigned char& w, unsigned char a, unsigned char b) {
+  const unsigned char c = a | b;
+  unsigned char r = c & kMatchAll;
+  if (c & kMatchFirstAndAccurate) {
+    r |= kMatchFirstAndAccurate;
+  } else {
+    r |= c & (kMatchFirst | kMatchAccurate);
+  }
+  if ((a & kMatchPinYin) && (b & kMatchPinYin)) r |= kMatchPinYin;
+  w |= r;
+}
+
+}  // namespace mobile_search
