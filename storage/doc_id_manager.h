@@ -138,7 +138,7 @@ class DocIdManager {
   void setDeletedByte(unsigned int docid, pkey_docid_t* rec, unsigned char deleted);
   _DArray* bucketOf(unsigned int hash);
   void freeMap();
-  int appendCopy(const pkey_docid_t* rec, DocIdManager* from, _str_buffer_t* work);
+  int appendCopy(const pkey_docid_t* rec, DocIdManager* from, unsigned int id, _str_buffer_t* work);
 
   BlockFiles* idStore;
   BlockFiles* keyStore;

@@ -1,0 +1,233 @@
+#include "storage/index_manager.h"
+
+#include <cstdio>
+#include <cstring>
+#include <new>
+
+#include "foundation/file_util.h"
+#include "storage/doc_id_manager.h"
+
+namespace mobile_search {
+
+namespace {
+
+const unsigned int kRec = _idx2_unit_t::kSize;
+const unsigned int kFullFile = 1u << 21;
+
+// The gap sequence of the engine's shell sort, smallest first.
+const unsigned int kGaps[] = {1,        4,        10,       23,        53,        97,       193,
+                              389,      769,      1543,     3079,      6151,      12289,    24593,
+                              49157,    98317,    196613,   393241,    786433,    1572869,  3145739,
+                              6291469,  12582917, 25165843, 50331653,  100663319, 201326611, 402653189,
+                              805306457};
+
+const _idx2_unit_t* RecordAt(const unsigned char* base, unsigned int i) {
+  return reinterpret_cast<const _idx2_unit_t*>(base + static_cast<size_t>(i) * kRec);
+}
+
+// (sign, doc id) of a is greater than that of b.
+bool Greater(const unsigned char* a, const unsigned char* b) {
+  unsigned int sa = DecodeFixed32(a), sb = DecodeFixed32(b);
+  if (sa != sb) return sa > sb;
+  return DecodeFixed32(a + 4) > DecodeFixed32(b + 4);
+}
+
+template <typename Fn>
+void ForEachRecord(BlockFiles* store, int firstFile, Fn fn) {
+  for (int f = firstFile; f < store->blockNumber(); ++f) {
+    unsigned int len = 0;
+    const unsigned char* base = static_cast<const unsigned char*>(store->getBlockAddress(f, len));
+    if (base == nullptr) continue;
+    unsigned int n = len / kRec;
+    for (unsigned int i = 0; i < n; ++i) fn(RecordAt(base, i));
+  }
+}
+
+}  // namespace
+
+int idx_sort_full_file(MMapFile* file, unsigned int size) {
+  unsigned char* base = file == nullptr ? nullptr : static_cast<unsigned char*>(file->safeOffset2Addr(0));
+  if (base == nullptr) return 0;
+  if (size > file->getMapSize()) size = file->getMapSize();
+  unsigned int n = size / kRec;
+  int g = static_cast<int>(sizeof(kGaps) / sizeof(kGaps[0])) - 1;
+  while (g >= 0 && kGaps[g] >= n) --g;
+  unsigned char lifted[kRec];
+  for (; g >= 0; --g) {
+    unsigned int gap = kGaps[g];
+    for (unsigned int i = gap; i < n; ++i) {
+      memcpy(lifted, base + static_cast<size_t>(i) * kRec, kRec);
+      unsigned int j = i;
+      while (j >= gap && Greater(base + static_cast<size_t>(j - gap) * kRec, lifted)) {
+        memcpy(base + static_cast<size_t>(j) * kRec, base + static_cast<size_t>(j - gap) * kRec, kRec);
+        j -= gap;
+      }
+      if (j != i) memcpy(base + static_cast<size_t>(j) * kRec, lifted, kRec);
+    }
+  }
+  return 0;
+}
+
+IndexManager::IndexManager()
+    : dirPath(nullptr),
+      baseName(nullptr),
+      store(new (std::nothrow) BlockFiles(21, idx_sort_full_file, true, false)),
+      opened(false),
+      writable(false),
+      autoSave(true) {}
+
+IndexManager::~IndexManager() {
+  str_buffer_free(dirPath);
+  str_buffer_free(baseName);
+  delete store;
+}
+
+int IndexManager::open(const char* dir, const char* name) {
+  if (dir == nullptr || dir[0] == '\0' || name == nullptr || name[0] == '\0' || store == nullptr) return -1;
+  if (opened) return 0;
+  str_buffer_free(dirPath);
+  str_buffer_free(baseName);
+  dirPath = str_buffer_create(dir);
+  baseName = str_buffer_create(name);
+  if (dirPath == nullptr || baseName == nullptr) return -1;
+  char sub[4096];
+  if (snprintf(sub, sizeof(sub), "%s/idx_0", dir) >= static_cast<int>(sizeof(sub))) return -1;
+  if (!is_dir(dir) && make_dir(dir, 0755) != 0) return -1;
+  if (!is_dir(sub) && make_dir(sub, 0755) != 0) return -1;
+  if (!store->openFiles(sub, name)) return -1;
+  store->setAutoSave(autoSave);
+  opened = writable = true;
+  return 0;
+}
+
+int IndexManager::addTerm(unsigned int sign, unsigned int docid, unsigned char field, unsigned char weight,
+                          unsigned char bits) {
+  if (!writable) return -1;
+  _idx2_unit_t rec;
+  rec.set(sign, docid, field, weight, bits);
+  return store->append(rec.bytes, kRec);
+}
+
+void IndexManager::addToTerm(IndexTerm* term, const _idx2_unit_t* rec, int field) {
+  if (term == nullptr || rec == nullptr) return;
+  if (field == -1 || field == rec->field()) {
+    term->addDoc(rec->docid(), rec->field(), rec->weight(), rec->bits(), field == -1);
+  }
+}
+
+// Full files are sorted by (sign, doc id): find one posting of the sign, then
+// collect its neighbours upward and downward.
+void IndexManager::addFromFullFile(unsigned int sign, IndexTerm* term, int field, const unsigned char* base,
+                                   unsigned int count) {
+  int lo = 0, hi = static_cast<int>(count) - 1, hit = -1;
+  while (lo <= hi) {
+    int mid = lo + (hi - lo) / 2;
+    unsigned int s = RecordAt(base, static_cast<unsigned int>(mid))->sign();
+    if (s == sign) {
+      hit = mid;
+      break;
+    }
+    if (s < sign) {
+      lo = mid + 1;
+    } else {
+      hi = mid - 1;
+    }
+  }
+  if (hit < 0) return;
+  for (unsigned int i = static_cast<unsigned int>(hit); i < count && RecordAt(base, i)->sign() == sign; ++i) {
+    addToTerm(term, RecordAt(base, i), field);
+  }
+  for (int i = hit - 1; i >= 0 && RecordAt(base, static_cast<unsigned int>(i))->sign() == sign; --i) {
+    addToTerm(term, RecordAt(base, static_cast<unsigned int>(i)), field);
+  }
+}
+
+int IndexManager::getTerm(unsigned int sign, IndexTerm* term, int field) {
+  if (!opened || store == nullptr) return -1;
+  if (term == nullptr) return 0;
+  for (int f = 0; f < store->blockNumber(); ++f) {
+    unsigned int len = 0;
+    const unsigned char* base = static_cast<const unsigned char*>(store->getBlockAddress(f, len));
+    if (base == nullptr) continue;
+    if (len == kFullFile) {
+      addFromFullFile(sign, term, field, base, len / kRec);
+      continue;
+    }
+    for (unsigned int i = 0; i < len / kRec; ++i) {
+      if (RecordAt(base, i)->sign() == sign) addToTerm(term, RecordAt(base, i), field);
+    }
+  }
+  return 0;
+}
+
+int IndexManager::save() {
+  if (store != nullptr && store->blockNumber() > 0) store->syncFile(store->blockNumber() - 1);
+  return 0;
+}
+
+int IndexManager::close() {
+  save();
+  if (store != nullptr) store->closeFiles();
+  opened = writable = false;
+  return 0;
+}
+
+int IndexManager::saveRecentTerms(int n) {
+  if (store == nullptr || n < 0 || store->itemNumber(kRec) < static_cast<unsigned int>(n)) return -1;
+  store->saveLastBytes(static_cast<unsigned int>(n) * kRec);
+  return 0;
+}
+
+void IndexManager::setAutoSave(bool on) {
+  autoSave = on;
+  if (store != nullptr) store->setAutoSave(on);
+}
+
+unsigned int IndexManager::get_max_pos() { return store == nullptr ? 0 : store->itemNumber(kRec); }
+
+int IndexManager::copy_block(IndexManager* dst, int count, int limit, BinarySet* removed, DocIdManager* delInfo) {
+  if (store == nullptr || dst == nullptr || dst->store == nullptr) return 1;
+  long long walked = 0;
+  // Whole files are walked; the count is only tested between files.
+  for (int f = 0; f < store->blockNumber() && walked < count; ++f) {
+    unsigned int len = 0;
+    const unsigned char* base = static_cast<const unsigned char*>(store->getBlockAddress(f, len));
+    if (base == nullptr) continue;
+    unsigned int n = len / kRec;
+    for (unsigned int i = 0; i < n; ++i) {
+      const _idx2_unit_t* r = RecordAt(base, i);
+      long long d = r->docid();
+      long long k = 0;
+      if (removed != nullptr) {
+        if (delInfo != nullptr && delInfo->isDocidDel(r->docid())) continue;
+        k = removed->nearest_less(static_cast<int>(d));
+      }
+      if (d < limit) dst->addTerm(r->sign(), static_cast<unsigned int>(d - k), r->field(), r->weight(), r->bits());
+    }
+    walked += n;
+  }
+  dst->save();
+  return 0;
+}
+
+int IndexManager::compose_rest_by_log(IndexManager* src, int start, int maxPos, BinarySet* keep, int base) {
+  if (src == nullptr || src->store == nullptr) return -1;
+  long long s = start;
+  int firstFile = 0;
+  if (keep != nullptr && !keep->is_empty() && keep->get_value_index(0) < start) {
+    s = keep->get_value_index(0);
+  } else {
+    int q = maxPos / static_cast<int>(kRecordsPerFile);
+    firstFile = q > 0 ? q - 1 : 0;
+  }
+  if (keep != nullptr && !keep->is_empty()) {
+    ForEachRecord(src->store, firstFile, [this, s, keep, base](const _idx2_unit_t* r) {
+      if (static_cast<long long>(r->docid()) < s) return;
+      int i = keep->is_in_set(static_cast<int>(r->docid()));
+      if (i >= 0) addTerm(r->sign(), static_cast<unsigned int>(base + i), r->field(), r->weight(), r->bits());
+    });
+  }
+  return save();
+}
+
+}  // namespace mobile_search
