@@ -116,7 +116,7 @@ class GroupSearcher {
   // With a bundle: stores the flag and hands it to the index and the
   // document-id store (not to the log). Without one: nothing.
   void setAutoSave(bool on);
-  bool isAutoSave() const { return m_autoSave; }
+  bool isAutoSave() const { return m_autoSave.load(); }
   // Every group serves every index: always 1.
   int checkGroup(const index_info_t* index);
 
@@ -244,7 +244,11 @@ class GroupSearcher {
   int ellipseSnapshot(EllipseRun* run, bool force);
   int ellipseCopy(EllipseRun* run);
   int ellipseReplay(EllipseRun* run);
+  void collectChanged(EllipseRun* run);
+  void mirrorDeletions(EllipseRun* run);
   void ellipseSwap(EllipseRun* run);
+  // Replaces the operation log by an empty one.
+  void resetLog();
 
   std::atomic<unsigned char> m_ellipsing;  // compaction running
   _str_buffer_t* m_indexPath;               // group directory
@@ -255,7 +259,7 @@ class GroupSearcher {
   ConfigManager* m_configMgr;               // borrowed
   ThreadMutex* m_updateMutex;
   ReadWriteLock* m_indexLock;
-  bool m_autoSave;
+  std::atomic<bool> m_autoSave;
   bool m_logging;                           // changes go to the operation log
 };
 

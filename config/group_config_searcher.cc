@@ -1,0 +1,44 @@
+// The configuration manager's side of the group searchers: lazy creation,
+// the compaction check of the registry, and destruction with the group.
+#include <new>
+
+#include "config/config_manager.h"
+#include "config/config_records.h"
+#include "search/group_searcher.h"
+
+namespace mobile_search {
+
+void group_config_free_searcher(SGroupConfig* group) {
+  if (group == nullptr || group->searcher == nullptr) return;
+  group->searcher->close();
+  delete group->searcher;
+  group->searcher = nullptr;
+}
+
+GroupSearcher* ConfigManager::group_config_get_searcher(SGroupConfig* group) {
+  if (group == nullptr) return nullptr;
+  m_groupLock->lock();
+  if (group->searcher == nullptr) {
+    GroupSearcher* searcher = new (std::nothrow) GroupSearcher();
+    if (searcher != nullptr && searcher->open(this, group->group_name->data) == 0) {
+      group->searcher = searcher;
+    } else {
+      delete searcher;
+    }
+  }
+  GroupSearcher* result = group->searcher;
+  m_groupLock->unlock();
+  return result;
+}
+
+bool ConfigManager::isEllipseComplete() {
+  bool complete = true;
+  for (unsigned int i = 0; i < darray_length(m_groupArr); ++i) {
+    SGroupConfig* group = slot_as<SGroupConfig>(darray_get_by_index(m_groupArr, i));
+    GroupSearcher* searcher = group_config_get_searcher(group);
+    if (searcher != nullptr && searcher->isEllipsing()) complete = false;
+  }
+  return complete;
+}
+
+}  // namespace mobile_search
