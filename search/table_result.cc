@@ -1,0 +1,272 @@
+#include "search/table_result.h"
+
+#include <cstring>
+
+#include "storage/doc_id_manager.h"
+
+namespace mobile_search {
+
+namespace {
+
+constexpr int kKeyCapacity = 32;
+
+ArrayList* NewList() { return new ArrayList(nullptr); }
+
+template <typename T>
+T* SlotPtr(const ArrayList* list, int i) {
+  return static_cast<T*>(slot_to_ptr(list->get(static_cast<unsigned int>(i))));
+}
+
+bool InRange(const ArrayList* list, int i) {
+  return list != nullptr && i >= 0 && static_cast<unsigned int>(i) < list->length();
+}
+
+void AppendText(StringBuffer* out, const char* s) {
+  if (s != nullptr && s[0] != '\0') out->append(s);
+}
+
+// Writes ,"name":[ then the entries, then ]. `entry` appends one entry and
+// returns false when the entry is to be skipped.
+template <typename Entry>
+void AppendArray(const char* name, const ArrayList* list, StringBuffer* out,
+                 Entry entry) {
+  if (list == nullptr || list->length() == 0) return;
+  out->append(",\"");
+  out->append(name);
+  out->append("\":[");
+  const unsigned int n = list->length();
+  for (unsigned int i = 0; i < n; ++i) {
+    // A skipped entry takes its separator with it, so an empty last entry
+    // leaves a trailing ","; readers of this text have always seen that.
+    if (!entry(list->get(i))) continue;
+    if (i + 1 < n) out->append(',');
+  }
+  out->append(']');
+}
+
+bool AppendQuoted(StringBuffer* out, const char* s, int len) {
+  if (s == nullptr || len <= 0) return false;
+  out->append('"');
+  out->append(s, len);
+  out->append('"');
+  return true;
+}
+
+}  // namespace
+
+TableResult::TableResult(bool owning)
+    : pkey_arr_(NewList()),
+      offset_arr_(NewList()),
+      field_id_arr_(NewList()),
+      weight_arr_(NewList()),
+      group_arr_(NewList()),
+      pkey_hash_array_(NewList()),
+      docs_found_(0),
+      table_id_(0),
+      index_name_(nullptr),
+      db_name_(nullptr),
+      table_name_(nullptr),
+      key_field_(nullptr),
+      field_list_(nullptr),
+      field_num_(0),
+      owning_(owning) {}
+
+TableResult::~TableResult() {
+  // Every key buffer in the list was made for this result (by add, insert or
+  // a table listing), so it is freed whatever the owning flag says: freeing
+  // only owned keys would leak those of the per-group results, which are
+  // created non-owning and merged away.
+  const unsigned int n = pkey_arr_->length();
+  for (unsigned int i = 0; i < n; ++i) {
+    str_buffer_free(SlotPtr<_str_buffer_t>(pkey_arr_, static_cast<int>(i)));
+  }
+  delete pkey_arr_;
+  delete offset_arr_;
+  delete field_id_arr_;
+  delete weight_arr_;
+  delete group_arr_;
+  delete pkey_hash_array_;
+}
+
+void TableResult::readTableInfo(const table_info_t* info) {
+  if (info == nullptr) return;
+  table_id_ = info->table_id;
+  index_name_ = info->index_name->data;
+  db_name_ = info->db_name->data;
+  table_name_ = info->table_name->data;
+  key_field_ = info->key_field->data;
+  field_list_ = info->field_list->data;
+  field_num_ = info->field_num;
+}
+
+int TableResult::add(DocIdManager* ids, doc_union_t hit,
+                     _str_buffer_t* group_name) {
+  if (ids == nullptr) return -1;
+  _str_buffer_t* key = str_buffer_create(kKeyCapacity);
+  if (key == nullptr) return -1;
+  ids->getPKey(static_cast<int>(hit.docid()), key);
+  pkey_arr_->add(static_cast<const void*>(key));
+  field_id_arr_->add(static_cast<unsigned long long>(hit.field()));
+  weight_arr_->add(static_cast<unsigned long long>(hit.weight()));
+  offset_arr_->add(static_cast<unsigned long long>(hit.docid()));
+  group_arr_->add(static_cast<const void*>(group_name != nullptr ? group_name->data : nullptr));
+  return 0;
+}
+
+int TableResult::insert(int position, _str_buffer_t* pkey,
+                        unsigned char weight, unsigned char field_id,
+                        unsigned char doc_id, const char* group) {
+  _str_buffer_t* key = str_buffer_create(kKeyCapacity);
+  if (key == nullptr) return -1;
+  str_buffer_append(key, pkey);
+  const unsigned int at = position < 0 ? 0u : static_cast<unsigned int>(position);
+  pkey_arr_->insert(at, ptr_to_slot(key));
+  weight_arr_->insert(at, static_cast<unsigned long long>(weight));
+  field_id_arr_->insert(at, static_cast<unsigned long long>(field_id));
+  offset_arr_->insert(at, static_cast<unsigned long long>(doc_id));
+  group_arr_->insert(at, ptr_to_slot(group));
+  return 0;
+}
+
+int TableResult::deleteDoc(int i) {
+  if (!InRange(pkey_arr_, i)) return -1;
+  const unsigned int at = static_cast<unsigned int>(i);
+  str_buffer_free(SlotPtr<_str_buffer_t>(pkey_arr_, i));
+  pkey_arr_->remove(at);
+  offset_arr_->remove(at);
+  field_id_arr_->remove(at);
+  weight_arr_->remove(at);
+  group_arr_->remove(at);
+  --docs_found_;
+  return 0;
+}
+
+int TableResult::getCount() const {
+  return pkey_arr_ == nullptr ? 0 : static_cast<int>(pkey_arr_->length());
+}
+
+_str_buffer_t* TableResult::getPkey(int i) const {
+  return InRange(pkey_arr_, i) ? SlotPtr<_str_buffer_t>(pkey_arr_, i) : nullptr;
+}
+
+unsigned char TableResult::getWeight(int i) const {
+  return InRange(weight_arr_, i)
+             ? static_cast<unsigned char>(weight_arr_->get(static_cast<unsigned int>(i)))
+             : 0;
+}
+
+unsigned char TableResult::getFieldId(int i) const {
+  return InRange(field_id_arr_, i)
+             ? static_cast<unsigned char>(field_id_arr_->get(static_cast<unsigned int>(i)))
+             : 0;
+}
+
+const char* TableResult::getGroupName(int i) const {
+  return InRange(group_arr_, i) ? SlotPtr<const char>(group_arr_, i) : nullptr;
+}
+
+unsigned char TableResult::getDocId(int i) const {
+  return InRange(offset_arr_, i)
+             ? static_cast<unsigned char>(offset_arr_->get(static_cast<unsigned int>(i)))
+             : 0;
+}
+
+int TableResult::filterSamePkeyInTableResult(TableResult* other) {
+  if (other == nullptr) return 0;
+  int removed = 0;
+  int i = 0;
+  while (i < other->getCount()) {
+    _str_buffer_t* key = other->getPkey(i);
+    int j = 0;
+    const int mine = getCount();
+    while (j < mine && str_buffer_compare(getPkey(j), key) != 0) ++j;
+    if (j == mine) {
+      ++i;
+      continue;
+    }
+    const unsigned char my_field = getFieldId(j);
+    const unsigned char their_field = other->getFieldId(i);
+    bool other_wins;
+    if (my_field != their_field) {
+      other_wins = their_field < my_field;
+    } else {
+      other_wins = other->getWeight(i) > getWeight(j);
+    }
+    ++removed;
+    if (other_wins) {
+      deleteDoc(j);
+      ++i;
+    } else {
+      // The entry now at `i` is the next one of `other`: examine it again.
+      other->deleteDoc(i);
+    }
+  }
+  return removed;
+}
+
+int TableResult::mergeAndSortTableResult(TableResult* other) {
+  if (other == nullptr) return 0;
+  const int n = other->getCount();
+  int j = 0;
+  for (int i = 0; i < n; ++i) {
+    const unsigned char weight = other->getWeight(i);
+    while (j < getCount() && getWeight(j) >= weight) ++j;
+    insert(j, other->getPkey(i), weight, other->getFieldId(i),
+           other->getDocId(i), other->getGroupName(i));
+    ++j;
+  }
+  return n;
+}
+
+void TableResult::serialize(StringBuffer* out) const {
+  if (out == nullptr) return;
+  out->append("{\"table_name\":\"");
+  AppendText(out, table_name_);
+  out->append("\",\"db_name\":\"");
+  AppendText(out, db_name_);
+  out->append("\",\"key_field\":\"");
+  AppendText(out, key_field_);
+  out->append("\",\"docs_found\":");
+  out->append(static_cast<unsigned int>(docs_found_));
+  out->append(",\"docs_return\":");
+  out->append(getCount());
+  out->append(",\"field_num\":");
+  out->append(field_num_);
+  out->append(",\"field_list\":\"");
+  AppendText(out, field_list_);
+  out->append('"');
+  appendStrBufferArray("pkey_arr", pkey_arr_, out);
+  appendIntArray("offset_arr", offset_arr_, out);
+  appendIntArray("field_id_arr", field_id_arr_, out);
+  appendIntArray("weight_arr", weight_arr_, out);
+  appendStrArray("group_arr", group_arr_, out);
+  appendIntArray("pkey_hash_array", pkey_hash_array_, out);
+  out->append('}');
+}
+
+void TableResult::appendIntArray(const char* name, const ArrayList* list,
+                                 StringBuffer* out) {
+  AppendArray(name, list, out, [out](unsigned long long slot) {
+    out->append(static_cast<int>(static_cast<uint32_t>(slot)));
+    return true;
+  });
+}
+
+void TableResult::appendStrArray(const char* name, const ArrayList* list,
+                                 StringBuffer* out) {
+  AppendArray(name, list, out, [out](unsigned long long slot) {
+    const char* s = static_cast<const char*>(slot_to_ptr(slot));
+    return AppendQuoted(out, s, s == nullptr ? 0 : static_cast<int>(strlen(s)));
+  });
+}
+
+void TableResult::appendStrBufferArray(const char* name, const ArrayList* list,
+                                       StringBuffer* out) {
+  AppendArray(name, list, out, [out](unsigned long long slot) {
+    const _str_buffer_t* s = static_cast<const _str_buffer_t*>(slot_to_ptr(slot));
+    return AppendQuoted(out, s == nullptr ? nullptr : s->data,
+                        s == nullptr ? 0 : s->len);
+  });
+}
+
+}  // namespace mobile_search

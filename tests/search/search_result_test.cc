@@ -1,0 +1,187 @@
+// Result records and their JSON text: exact serialisation, duplicate-key
+// resolution between groups and the weight-ordered merge.
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "config/config_records.h"
+#include "search/search_result.h"
+#include "search/table_result.h"
+
+namespace mobile_search {
+namespace {
+
+struct TableInfoDeleter {
+  void operator()(table_info_t* t) const { table_info_free(t); }
+};
+using TableInfoPtr = std::unique_ptr<table_info_t, TableInfoDeleter>;
+
+TableInfoPtr MakeTable(const char* table, const char* fields, int field_num) {
+  TableInfoPtr info(table_info_create("idx", "chat.db", table, "msg_id"));
+  str_buffer_append(info->field_list, fields);
+  info->field_num = field_num;
+  return info;
+}
+
+struct Entry {
+  const char* key;
+  unsigned char weight;
+  unsigned char field;
+  unsigned char doc;
+  const char* group;
+};
+
+void Fill(TableResult* t, const std::vector<Entry>& entries) {
+  for (const Entry& e : entries) {
+    _str_buffer_t* key = str_buffer_create(e.key);
+    ASSERT_EQ(0, t->insert(t->getCount(), key, e.weight, e.field, e.doc, e.group));
+    str_buffer_free(key);
+  }
+}
+
+// "key/field/weight/group" per entry, in order.
+std::string Dump(const TableResult& t) {
+  std::string out;
+  for (int i = 0; i < t.getCount(); ++i) {
+    if (i) out += " ";
+    out += t.getPkey(i)->data;
+    out += "/" + std::to_string(t.getFieldId(i)) + "/" +
+           std::to_string(t.getWeight(i)) + "/" + t.getGroupName(i);
+  }
+  return out;
+}
+
+std::string Json(const SearchResult& r) {
+  std::unique_ptr<StringBuffer> text(r.serialize());
+  return text ? std::string(text->data, text->len) : std::string("<null>");
+}
+
+TEST(SearchResultJson, ExactTextForTablesWithAndWithoutDocuments) {
+  TableInfoPtr msg = MakeTable("message", "name,content,uin", 3);
+  TableInfoPtr contact = MakeTable("contact", "nick", 1);
+  SearchResult result(true);
+  EXPECT_EQ("<null>", Json(result));  // no table result at all
+
+  TableResult* t1 = result.createTableResult();
+  t1->readTableInfo(msg.get());
+  Fill(t1, {{"k1", 180, 0, 7, "default"}, {"k22", 60, 1, 9, "g2"}});
+  t1->sumDocFound(5);
+  TableResult* t2 = result.createTableResult();
+  t2->readTableInfo(contact.get());
+  t2->sumDocFound(3);  // found, but none on this page
+
+  EXPECT_EQ(
+      "{\"all_result\":["
+      "{\"table_name\":\"message\",\"db_name\":\"chat.db\",\"key_field\":\"msg_id\","
+      "\"docs_found\":5,\"docs_return\":2,\"field_num\":3,"
+      "\"field_list\":\"name,content,uin\","
+      "\"pkey_arr\":[\"k1\",\"k22\"],\"offset_arr\":[7,9],\"field_id_arr\":[0,1],"
+      "\"weight_arr\":[180,60],\"group_arr\":[\"default\",\"g2\"]},"
+      "{\"table_name\":\"contact\",\"db_name\":\"chat.db\",\"key_field\":\"msg_id\","
+      "\"docs_found\":3,\"docs_return\":0,\"field_num\":1,\"field_list\":\"nick\"}"
+      "]}",
+      Json(result));
+  EXPECT_EQ(msg->table_id, t1->getTableMD5());
+}
+
+TEST(SearchResultJson, StringsAreWrittenRawAndEmptyEntriesDropTheirSeparator) {
+  TableInfoPtr info = MakeTable("t", "f", 1);
+  SearchResult result(true);
+  TableResult* t = result.createTableResult();
+  t->readTableInfo(info.get());
+  Fill(t, {{"", 1, 0, 1, "default"}, {"a\"b", 2, 0, 2, "default"},
+           {"", 3, 0, 3, ""}});
+  const std::string json = Json(result);
+  // The first empty key vanishes whole; the last leaves a trailing comma;
+  // the quote inside a key is not escaped.
+  EXPECT_NE(std::string::npos, json.find("\"pkey_arr\":[\"a\"b\",]"));
+  EXPECT_NE(std::string::npos, json.find("\"group_arr\":[\"default\",\"default\",]"));
+  EXPECT_NE(std::string::npos, json.find("\"docs_return\":3"));
+}
+
+TEST(TableResultMerge, DuplicateKeysKeepTheBetterHit) {
+  TableResult mine(true), theirs(true);
+  Fill(&mine, {{"low_field", 50, 2, 1, "new"},
+               {"weight", 50, 1, 2, "new"},
+               {"tie", 70, 1, 3, "new"},
+               {"only_mine", 40, 0, 4, "new"}});
+  Fill(&theirs, {{"weight", 90, 1, 6, "old"},      // same field, higher weight
+                 {"tie", 70, 1, 7, "old"},         // full tie: mine stays
+                 {"only_theirs", 30, 3, 8, "old"},
+                 {"low_field", 10, 0, 5, "old"}});  // lower field wins
+  mine.sumDocFound(4);
+  theirs.sumDocFound(4);
+
+  EXPECT_EQ(3, mine.filterSamePkeyInTableResult(&theirs));
+  EXPECT_EQ("tie/1/70/new only_mine/0/40/new", Dump(mine));
+  EXPECT_EQ("weight/1/90/old only_theirs/3/30/old low_field/0/10/old", Dump(theirs));
+  EXPECT_EQ(2, mine.getDocsFound());    // two of mine removed
+  EXPECT_EQ(3, theirs.getDocsFound());  // one of theirs removed
+
+  EXPECT_EQ(3, mine.mergeAndSortTableResult(&theirs));
+  EXPECT_EQ(
+      "weight/1/90/old tie/1/70/new only_mine/0/40/new "
+      "only_theirs/3/30/old low_field/0/10/old",
+      Dump(mine));
+}
+
+TEST(TableResultMerge, EqualWeightsKeepExistingEntriesFirstAndDocIdsShrinkToAByte) {
+  TableResult mine(true), theirs(true);
+  Fill(&mine, {{"a", 60, 0, 1, "g"}, {"b", 20, 0, 2, "g"}});
+  Fill(&theirs, {{"c", 60, 0, 200, "h"}, {"d", 20, 0, 3, "h"}, {"e", 5, 0, 4, "h"}});
+  mine.mergeAndSortTableResult(&theirs);
+  EXPECT_EQ("a/0/60/g c/0/60/h b/0/20/g d/0/20/h e/0/5/h", Dump(mine));
+  EXPECT_EQ(200, mine.getDocId(1));
+  EXPECT_EQ(nullptr, mine.getPkey(5));
+  EXPECT_EQ(-1, mine.deleteDoc(5));
+}
+
+TEST(SearchResultMerge, SameTablesMergeOtherTablesMoveAndEmptyResultsAreIgnored) {
+  TableInfoPtr a = MakeTable("a", "f", 1);
+  TableInfoPtr b = MakeTable("b", "f", 1);
+  SearchResult running(true);
+  TableResult* ra = running.createTableResult();
+  ra->readTableInfo(a.get());
+  Fill(ra, {{"k1", 90, 0, 1, "g2"}, {"k2", 40, 0, 2, "g2"}});
+  ra->sumDocFound(2);
+  running.sumDocsFound(2);
+
+  {
+    // A part whose total is 0 is not merged, whatever it holds.
+    SearchResult empty(false);
+    TableResult* eb = empty.createTableResult();
+    eb->readTableInfo(b.get());
+    Fill(eb, {{"x", 1, 0, 1, "default"}});
+    running.mergeResult(&empty);
+    EXPECT_EQ(1, running.getTableCount());
+  }
+
+  auto part = std::make_unique<SearchResult>(false);
+  TableResult* pa = part->createTableResult();
+  pa->readTableInfo(a.get());
+  Fill(pa, {{"k2", 70, 0, 12, "default"}, {"k3", 50, 0, 13, "default"}});
+  pa->sumDocFound(2);
+  TableResult* pb = part->createTableResult();
+  pb->readTableInfo(b.get());
+  Fill(pb, {{"k9", 30, 0, 19, "default"}});
+  pb->sumDocFound(1);
+  part->sumDocsFound(3);
+
+  running.mergeResult(part.get());
+  part.reset();  // the moved table must survive its former owner
+
+  EXPECT_EQ(2, running.getTableCount());
+  EXPECT_EQ(4, running.getDocsFound());  // 2 + 3 - one duplicate
+  ASSERT_EQ(a->table_id, running.getTableResult(0)->getTableMD5());
+  EXPECT_EQ("k1/0/90/g2 k2/0/70/default k3/0/50/default",
+            Dump(*running.getTableResult(0)));
+  // 2 own + 2 returned by the part - 1 duplicate removed from each side.
+  EXPECT_EQ(2, running.getTableResult(0)->getDocsFound());
+  EXPECT_EQ("k9/0/30/default", Dump(*running.getTableResult(1)));
+  EXPECT_EQ(1, running.getTableResult(1)->getDocsFound());
+}
+
+}  // namespace
+}  // namespace mobile_search
