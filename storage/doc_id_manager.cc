@@ -201,7 +201,7 @@ int DocIdManager::getDocid(unsigned int tableId, const char* pkey) {
 }
 
 int DocIdManager::getPKey(int docid, _str_buffer_t* out) {
-  if (!opened || out == nullptr) return -1;
+  if (!opened || out == nullptr || docid < 0 || static_cast<unsigned int>(docid) >= docCount) return -1;
   const pkey_docid_t* rec = getDocInfoById(docid);
   if (rec == nullptr) return -1;
   unsigned int len = rec->keyLen();
@@ -273,7 +273,7 @@ void DocIdManager::setMapValue(const pkey_docid_t* rec, unsigned int docid, unsi
 }
 
 int DocIdManager::setDeleted(unsigned int docid, unsigned char deleted) {
-  if (docid > 0x7FFFFFFFu) return -1;
+  if (docid >= docCount) return -1;  // only allocated ids carry a record
   pkey_docid_t* rec = getDocInfoById(static_cast<int>(docid));
   if (rec == nullptr) return -1;
   setDeletedByte(docid, rec, deleted);

@@ -1,0 +1,201 @@
+#include "storage/doc_id_manager.h"
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <string>
+
+#include "foundation/hash.h"
+#include "gtest/gtest.h"
+#include "test_util.h"
+
+namespace mobile_search {
+namespace {
+
+std::string Key(_str_buffer_t* out) { return std::string(out->data, static_cast<size_t>(out->len)); }
+
+std::string PKey(DocIdManager& m, int id) {
+  _str_buffer_t* buf = str_buffer_create(16);
+  std::string s = m.getPKey(id, buf) == 0 ? Key(buf) : "<none>";
+  str_buffer_free(buf);
+  return s;
+}
+
+unsigned int Crc(const std::string& s) { return crc32(s.data(), static_cast<unsigned int>(s.size()), 0); }
+
+// Raw bytes of record `id` as stored in the file (not through a mapping).
+std::string StoredRecord(const ks_test::TempDir& dir, unsigned int id) {
+  std::string file = ks_test::ReadFile(dir.file("id-" + std::to_string(id / 110376)));
+  return file.substr((id % 110376) * 19, 19);
+}
+
+TEST(DocIdManagerTest, ShortKeysInlineLongKeysInKeyStoreAndMapRebuiltAtOpen) {
+  ks_test::TempDir dir;
+  {
+    DocIdManager m;
+    ASSERT_EQ(0, m.open(dir.path().c_str()));
+    EXPECT_EQ(0, m.addPKey(7, "12345678", 11, 0));
+    EXPECT_EQ(1, m.addPKey(7, "123456789", 12, Crc("123456789")));
+    EXPECT_EQ(2, m.addPKey(7, "zero-sum-key", 0, Crc("zero-sum-key")));
+    EXPECT_EQ(3, m.addPKey(8, "12345678", 13, 0));  // same key, other table
+    EXPECT_EQ(-1, m.addPKey(7, "", 1, 0));
+    EXPECT_EQ(-1, m.addPKey(7, nullptr, 1, 0));
+    EXPECT_EQ("123456789", ks_test::ReadFile(dir.file("pKey-0")).substr(0, 9));
+  }
+  std::string r0 = StoredRecord(dir, 0), r1 = StoredRecord(dir, 1);
+  EXPECT_EQ("12345678", r0.substr(11, 8));
+  EXPECT_EQ(8, r0[4]);
+  unsigned int crc = Crc("123456789");
+  EXPECT_EQ(std::string(reinterpret_cast<const char*>(&crc), 4), r1.substr(15, 4));  // x86: little-endian
+
+  DocIdManager m;
+  ASSERT_EQ(0, m.open(dir.path().c_str()));
+  EXPECT_EQ(4u, m.getDocNumber());
+  EXPECT_EQ("12345678", PKey(m, 0));
+  EXPECT_EQ("123456789", PKey(m, 1));
+  EXPECT_EQ("<none>", PKey(m, 9));
+  EXPECT_EQ(0, m.getDocid(7, "12345678"));
+  EXPECT_EQ(3, m.getDocid(8, "12345678"));
+  int del = -1;
+  unsigned int sum = 0, keyCrc = 0;
+  EXPECT_EQ(1, m.getDocid(7, "123456789", del, 0, sum, keyCrc));
+  EXPECT_EQ(12u, sum);
+  EXPECT_EQ(crc, keyCrc);
+  EXPECT_EQ(-1, del);
+  EXPECT_EQ(-1, m.getDocid(7, "zero-sum-key"));  // a checksum of 0 is never mapped
+  EXPECT_EQ(-1, m.getDocid(7, "other"));
+  EXPECT_EQ(7u, m.getTabMD5Id(2));
+  EXPECT_EQ(0u, m.getTabMD5Id(40));
+  ArrayList keys;
+  EXPECT_EQ(0, m.getPKeyByTable(7, &keys));
+  ASSERT_EQ(3u, keys.length());
+  EXPECT_EQ("123456789", Key(slot_as<_str_buffer_t>(keys.get(1))));
+  for (unsigned int i = 0; i < keys.length(); ++i) str_buffer_free(slot_as<_str_buffer_t>(keys.get(i)));
+}
+
+TEST(DocIdManagerTest, DeletionRevivalAndTheirWriteBack) {
+  ks_test::TempDir dir;
+  DocIdManager m;
+  ASSERT_EQ(0, m.open(dir.path().c_str()));
+  m.setAutoSave(false);  // deletion marks are written back regardless
+  ASSERT_EQ(0, m.addPKey(5, "row-1", 100, 0));
+  m.save();
+  ASSERT_EQ(0, m.delDocid(0));
+  EXPECT_EQ(1, StoredRecord(dir, 0)[10]);
+  int del = -1;
+  unsigned int sum = 0, crc = 0;
+  EXPECT_EQ(-1, m.getDocid(5, "row-1", del, 200, sum, crc));
+  EXPECT_EQ(-1, del);  // checksum differs
+  EXPECT_EQ(-1, m.getDocid(5, "row-1", del, 100, sum, crc));
+  EXPECT_EQ(0, del);
+
+  ASSERT_EQ(1, m.addPKey(5, "row-1", 200, 0));
+  ASSERT_EQ(2, m.addPKey(5, "row-1", 300, 0));
+  EXPECT_EQ(2, m.getDocid(5, "row-1"));  // the last live id wins
+  // Reviving one document of a key retires every other one of it.
+  ASSERT_EQ(0, m.unDelDocid(0));
+  EXPECT_EQ(0, m.isDocidDel(0));
+  EXPECT_EQ(1, m.isDocidDel(1));
+  EXPECT_EQ(1, m.isDocidDel(2));
+  EXPECT_EQ(0, m.getDocid(5, "row-1"));
+  m.save();
+  EXPECT_EQ(0, StoredRecord(dir, 0)[10]);
+  EXPECT_EQ(1, StoredRecord(dir, 2)[10]);
+
+  BinarySet deleted;
+  m.getAllDelDocid(&deleted);
+  EXPECT_EQ(2, deleted.get_size());
+  _DArray* live = darray_create(nullptr, false);
+  m.getDocidByTable(live, 5);
+  ASSERT_EQ(1u, darray_length(live));
+  EXPECT_EQ(0u, darray_get_by_index(live, 0));
+  darray_destroy(live);
+  EXPECT_EQ(-1, m.delDocid(99));
+}
+
+TEST(DocIdManagerTest, RecordsAcrossSeveralIdFiles) {
+  ks_test::TempDir dir;
+  const unsigned int n = 3 * 110376 + 10;
+  {
+    DocIdManager m;
+    ASSERT_EQ(0, m.open(dir.path().c_str()));
+    m.setAutoSave(false);
+    for (unsigned int i = 0; i < n; ++i) {
+      std::string key = (i % 1000 == 0) ? "long-key-number-" + std::to_string(i) : std::to_string(i);
+      unsigned int sum = (i % 1000 == 0 || i == 110376) ? i + 1 : 0;
+      ASSERT_EQ(static_cast<int>(i), m.addPKey(9, key.c_str(), sum, Crc(key)));
+    }
+    m.save();
+  }
+  EXPECT_EQ("110376", ks_test::ReadFile(dir.file("id-1")).substr(11, 6));
+  DocIdManager m;
+  ASSERT_EQ(0, m.open(dir.path().c_str()));
+  EXPECT_EQ(n, m.getDocNumber());
+  EXPECT_EQ(110376, m.getDocid(9, "110376"));
+  EXPECT_EQ(331000, m.getDocid(9, "long-key-number-331000"));
+  EXPECT_EQ("long-key-number-331000", PKey(m, 331000));
+  EXPECT_EQ(static_cast<int>(n), m.addPKey(9, "next", 1, 0));
+  EXPECT_EQ(0, m.delDocid(220000));
+  EXPECT_EQ(1, m.isDocidDel(220000));
+  EXPECT_EQ(1, StoredRecord(dir, 220000)[10]);
+}
+
+TEST(DocIdManagerTest, CompactionStepsRenumberSurvivorsAndReplayTheLog) {
+  ks_test::TempDir dir;
+  DocIdManager old;
+  ASSERT_EQ(0, old.open(dir.file("live").c_str()));
+  const char* keys[] = {"k0", "k1", "a-long-key-2", "k3", "k4", "k5", "k6", "a-long-key-7"};
+  for (int i = 0; i < 5; ++i) ASSERT_EQ(i, old.addPKey(3, keys[i], 10 + i, Crc(keys[i])));
+  old.delDocid(1);
+  old.delDocid(3);
+  BinarySet removed;
+  old.getAllDelDocid(&removed);
+
+  DocIdManager copy;
+  ASSERT_EQ(0, copy.open(dir.file("copy").c_str()));
+  copy.setAutoSave(false);
+  ASSERT_EQ(0, old.copyBlock(&copy, 5, &old));
+  ASSERT_EQ(3u, copy.getDocNumber());
+  EXPECT_EQ("k0", PKey(copy, 0));
+  EXPECT_EQ("a-long-key-2", PKey(copy, 1));
+  EXPECT_EQ("k4", PKey(copy, 2));
+
+  // Meanwhile the live store gained 5, 6, 7 and lost 2.
+  for (int i = 5; i < 8; ++i) ASSERT_EQ(i, old.addPKey(3, keys[i], 10 + i, Crc(keys[i])));
+  old.delDocid(2);
+  _DArray* log = darray_create(nullptr, false);
+  for (unsigned long long v : {5ull, 2ull, 2ull, 1ull, 6ull, 4ull, 7ull, 2ull}) darray_append(log, v);
+  BinarySet keep;
+  keep.add(5);
+  keep.add(7);
+  ASSERT_EQ(0, copy.composeByLog(&old, 5, log, &keep, &removed));
+  darray_destroy(log);
+  ASSERT_EQ(5u, copy.getDocNumber());
+  EXPECT_EQ("k5", PKey(copy, 3));
+  EXPECT_EQ("a-long-key-7", PKey(copy, 4));
+  EXPECT_EQ(1, copy.isDocidDel(1));  // old 2 minus the one removed id below it
+  EXPECT_EQ(0, copy.isDocidDel(2));
+  EXPECT_EQ(4, copy.getDocid(3, "a-long-key-7"));
+
+  EXPECT_EQ(1, old.copyBlock(nullptr, 5, &old));
+  DocIdManager closed;
+  EXPECT_EQ(1, closed.copyBlock(&copy, 5, nullptr));
+}
+
+TEST(DocIdManagerTest, BadDirectoriesFail) {
+  ks_test::TempDir dir;
+  DocIdManager m;
+  EXPECT_EQ(-1, m.open(""));
+  EXPECT_EQ(-1, m.open(nullptr));
+  ASSERT_TRUE(ks_test::WriteFile(dir.file("plain"), "x"));
+  EXPECT_EQ(-1, m.open(dir.file("plain").c_str()));
+  EXPECT_FALSE(m.isOpened());
+  EXPECT_EQ(-1, m.addPKey(1, "k", 1, 0));
+  EXPECT_EQ(-1, m.getDocid(1, "k"));
+  EXPECT_EQ(nullptr, m.getDocInfoById(0));
+  EXPECT_EQ(-1, m.save());
+  EXPECT_EQ(-1, m.close());
+}
+
+}  // namespace
+}  // namespace mobile_search
