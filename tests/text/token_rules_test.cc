@@ -1,0 +1,214 @@
+#include "text/token_rules.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace mobile_search {
+namespace {
+
+TEST(TokenRules, ByteAndCodePointClasses) {
+  int separators = 0;
+  for (int c = 1; c < 128; ++c) {
+    const bool letter = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+    const bool digit = c >= '0' && c <= '9';
+    EXPECT_EQ(letter, TokenRules::isZiMu(static_cast<unsigned char>(c))) << c;
+    EXPECT_EQ(digit, TokenRules::isNumber(static_cast<unsigned char>(c))) << c;
+    EXPECT_FALSE(TokenRules::isHanZi(static_cast<unsigned char>(c)));
+    if (TokenRules::isStopWord(static_cast<char>(c))) ++separators;
+  }
+  // 127 ASCII bytes minus 52 letters, 10 digits and 21 kept punctuation marks.
+  EXPECT_EQ(127 - 52 - 10 - 21, separators);
+  for (char c : std::string("!\"#$%&'()*+-/:;=?@[]_")) EXPECT_FALSE(TokenRules::isStopWord(c)) << c;
+  for (char c : std::string(" \t,.<>\\^`{|}~")) EXPECT_TRUE(TokenRules::isStopWord(c)) << c;
+  EXPECT_TRUE(TokenRules::isHanZi(0x80));
+  EXPECT_FALSE(TokenRules::isStopWord(static_cast<char>(0xE4)));
+
+  struct {
+    unsigned long long cp;
+    bool china, japan, korea, emoji, arab;
+  } const cases[] = {
+      {0x4DFF, false, false, false, false, false}, {0x4E00, true, false, false, false, false},
+      {0x9FA5, true, false, false, false, false},  {0x9FA6, false, false, false, false, false},
+      {0x3041, false, true, false, false, false},  {0x312A, false, true, false, false, false},
+      {0xFF9E, false, true, false, false, false},  {0x3130, false, false, true, false, false},
+      {0xD7AF, false, false, true, false, false},  {0x1100, false, false, true, false, false},
+      {0x1F600, false, false, false, true, false}, {0xE000, false, false, false, true, false},
+      {0x0641, false, false, false, false, true},  {0x0780, false, false, false, false, false},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(c.china, TokenRules::isChina(c.cp)) << std::hex << c.cp;
+    EXPECT_EQ(c.japan, TokenRules::isJapan(c.cp)) << std::hex << c.cp;
+    EXPECT_EQ(c.korea, TokenRules::isKorea(c.cp)) << std::hex << c.cp;
+    EXPECT_EQ(c.emoji, TokenRules::isEmoji(c.cp)) << std::hex << c.cp;
+    EXPECT_EQ(c.arab, TokenRules::isArab(c.cp)) << std::hex << c.cp;
+  }
+  EXPECT_FALSE(TokenRules::isShortEmoji(0x1F600));
+  EXPECT_EQ(1u + 0xDF00 + 15300, TokenRules::matchEmojiValue(1, 0xDF00));
+  EXPECT_EQ(1u + 0xDEFF + 16323, TokenRules::matchEmojiValue(1, 0xDEFF));
+}
+
+TEST(TokenRules, Utf8DecodingIsStrictAboutTwoByteCharacters) {
+  struct {
+    const char* bytes;
+    int len;
+    int ok;
+    unsigned long long cp;
+  } const cases[] = {
+      {"A", 0, 1, 'A'},                    // len 0: one byte as it is
+      {"A", 1, 0, 0},                      // len 1 never decodes
+      {"\xC4\x80", 2, 1, 0x100},           // Ā
+      {"\xC3\xA9", 2, 0, 0},               // é: second byte above 0x9F
+      {"\xC2\x9F", 2, 1, 0x9F},
+      {"\xE4\xB8\xAD", 3, 1, 0x4E2D},      // 中
+      {"\xE4\x41\xAD", 3, 0, 0},           // broken continuation
+      {"\xF0\x9F\x98\x80", 4, 1, 0x1F600}, // emoji
+      {"\xF8\x88\x80\x80\x80", 5, 1, 0x200000},
+      {"\xFC\x84\x80\x80\x80\x80", 6, 1, 0x4000000},
+      {"\xE4\xB8\xAD\xE4\xB8\xAD\xE4", 7, 0, 0},
+  };
+  for (const auto& c : cases) {
+    unsigned long long cp = 99;
+    EXPECT_EQ(c.ok, TokenRules::utf8ToUnicode(c.bytes, static_cast<unsigned char>(c.len), &cp))
+        << c.bytes;
+    EXPECT_EQ(c.cp, cp) << c.bytes;
+  }
+  unsigned long long cp = 5;
+  EXPECT_EQ(0, TokenRules::utf8ToUnicode(nullptr, 3, &cp));
+  EXPECT_EQ(0u, cp);
+  EXPECT_EQ(0, TokenRules::utf8ToUnicode("a", 0, nullptr));
+
+  // Encoding round-trips through the decoder for every length it decodes.
+  for (unsigned long long v : {0x41ULL, 0x100ULL, 0x4E2DULL, 0xFFFFULL, 0x1F600ULL, 0x10FFFFULL,
+                               0x200000ULL, 0x3FFFFFFULL, 0x4000000ULL, 0x7FFFFFFFULL}) {
+    char buf[8] = {0};
+    const int n = TokenRules::unicodeToUtf8(v, buf, sizeof(buf));
+    unsigned long long back = 0;
+    EXPECT_EQ(1, TokenRules::utf8ToUnicode(buf, static_cast<unsigned char>(n == 1 ? 0 : n), &back));
+    EXPECT_EQ(v, back);
+  }
+  char buf[8];
+  EXPECT_EQ(0, TokenRules::unicodeToUtf8(0x80000000ULL, buf, sizeof(buf)));
+}
+
+TEST(TokenRules, WordTypeAndFirstType) {
+  struct {
+    const char* ch;
+    WordType type;
+  } const cases[] = {
+      {"中", kWordChina}, {"한", kWordKorea}, {"か", kWordJapan}, {"😀", kWordEmoji},
+      {"ف", kWordArab},   {"Ā", kWordOther},  {"é", kWordNone},   {"", kWordNone},
+  };
+  for (const auto& c : cases) {
+    WordType t = kWordZiMu;
+    const unsigned long long cp = TokenRules::getWordType(c.ch, static_cast<int>(strlen(c.ch)), t);
+    EXPECT_EQ(c.type, t) << c.ch;
+    if (c.type == kWordNone) {
+      EXPECT_EQ(static_cast<unsigned long long>(-1), cp) << c.ch;
+    }
+  }
+  WordType t = kWordZiMu;
+  TokenRules::getWordType(nullptr, 3, t);
+  EXPECT_EQ(kWordNone, t);
+
+  // first, t -> first afterwards
+  const int rows[][3] = {
+      {-1, 1, 1}, {-1, 2, 2}, {-1, 3, 3}, {-1, 6, 5}, {-1, 7, 5}, {-1, 8, 5}, {-1, 4, -1},
+      {-1, 5, -1}, {-1, 9, -1}, {4, 3, 3}, {4, 8, 5}, {1, 3, 1}, {5, 1, 5}, {3, 2, 3},
+  };
+  for (const auto& r : rows) {
+    WordType first = static_cast<WordType>(r[0]);
+    TokenRules::setFirstType(first, static_cast<WordType>(r[1]));
+    EXPECT_EQ(r[2], first) << r[0] << "," << r[1];
+  }
+}
+
+std::vector<std::string> Strings(const _DArray* arr) {
+  std::vector<std::string> out;
+  for (unsigned int i = 0; i < darray_length(arr); ++i) {
+    const _str_buffer_t* b = slot_as<const _str_buffer_t>(darray_get_by_index(arr, i));
+    out.emplace_back(b->data, b->len);
+  }
+  return out;
+}
+
+TEST(TokenRules, WorldSplitCutsRunsOfOneClass) {
+  typedef std::vector<std::string> V;
+  struct {
+    const char* text;
+    V cn, en, num, other, foreign;
+    int first;
+  } const cases[] = {
+      {"abc 中文12x!", {"中文"}, {"abc", "x"}, {"12"}, {"!"}, {}, 3},
+      // Everything after an undecodable character is dropped.
+      {"中é文abc", {"中"}, {}, {}, {}, {}, 1},
+      {"a\x80" "bc", {}, {"a"}, {}, {}, {}, 3},
+      {"a,b", {}, {"a", "b"}, {}, {}, {}, 3},
+      {"a-b", {}, {"a", "b"}, {}, {"-"}, {}, 3},
+      {"!!abc", {}, {"abc"}, {}, {"!!"}, {}, 3},
+      {"한국", {}, {}, {}, {}, {"한국"}, 5},
+      {"ف", {}, {}, {}, {}, {"ف"}, -1},
+      {"ab中", {"中"}, {"ab"}, {}, {}, {}, 3},
+      {"中1中", {"中", "中"}, {}, {"1"}, {}, {}, 1},
+      {"😀x한か", {}, {"x"}, {}, {}, {"😀", "한", "か"}, 5},
+      {"7 号", {"号"}, {}, {"7"}, {}, {}, 2},
+      {"", {}, {}, {}, {}, {}, -1},
+  };
+  for (const auto& c : cases) {
+    _DArray* lists[5];
+    for (auto& l : lists) l = darray_create(str_buffer_free, true);
+    WordType first = kWordArab;
+    EXPECT_EQ(0, TokenRules::worldSplit(true, c.text, lists[0], lists[1], lists[2], lists[3],
+                                        lists[4], first));
+    EXPECT_EQ(c.cn, Strings(lists[0])) << c.text;
+    EXPECT_EQ(c.en, Strings(lists[1])) << c.text;
+    EXPECT_EQ(c.num, Strings(lists[2])) << c.text;
+    EXPECT_EQ(c.other, Strings(lists[3])) << c.text;
+    EXPECT_EQ(c.foreign, Strings(lists[4])) << c.text;
+    if (*c.text) {
+      EXPECT_EQ(c.first, first) << c.text;
+    }
+    for (auto& l : lists) darray_destroy(l);
+  }
+  // Without an `other` list kept punctuation is only a separator.
+  _DArray* en = darray_create(str_buffer_free, true);
+  WordType first = kWordNone;
+  TokenRules::worldSplit(false, "a!a", en, en, en, nullptr, nullptr, first);
+  EXPECT_EQ((std::vector<std::string>{"a", "a"}), Strings(en));
+  darray_destroy(en);
+}
+
+TEST(TokenRules, Weights) {
+  // w, len -> base weight
+  const int base[][3] = {{3, 200, 1}, {7, 7, 20}, {9, 7, 20}, {2, 5, 8}, {1, 3, 6}, {7, 20, 7}};
+  for (const auto& r : base) {
+    unsigned char w = static_cast<unsigned char>(r[0]);
+    TokenRules::mathBaseWeight(w, r[1]);
+    EXPECT_EQ(r[2], w) << r[0] << "/" << r[1];
+  }
+  // w, bits -> sort weight
+  const int sort[][3] = {{25, 0, 40},  {25, 4, 20},  {25, 1 | 16, 180}, {5, 8 | 2, 85},
+                         {5, 8 | 16, 125}, {5, 4 | 2, 25}, {20, 31, 140}};
+  for (const auto& r : sort) {
+    unsigned char w = static_cast<unsigned char>(r[0]);
+    TokenRules::mathSortWeight(w, static_cast<unsigned char>(r[1]));
+    EXPECT_EQ(r[2], w) << r[0] << " bits " << r[1];
+  }
+  // w, a, b -> w | merger
+  const int merge[][4] = {{0, 4 | 2, 8, 2 | 8},  {0, 4 | 2, 4, 4 | 2}, {0, 8 | 2, 16, 16},
+                          {0, 1, 4, 1},          {32, 4, 4, 32 | 4},   {0, 31, 31, 1 | 4 | 16}};
+  for (const auto& r : merge) {
+    unsigned char w = static_cast<unsigned char>(r[0]);
+    TokenRules::mergeWeigthExt(w, static_cast<unsigned char>(r[1]), static_cast<unsigned char>(r[2]));
+    EXPECT_EQ(r[3], w) << r[1] << " + " << r[2];
+  }
+  unsigned char bits = 0;
+  TokenRules::matchAll(bits);
+  TokenRules::matchPinYin(bits);
+  TokenRules::matchFirstAndAccurate(bits);
+  EXPECT_EQ(1 | 4 | 16, bits);
+}
+
+}  // namespace
+}  // namespace mobile_search

@@ -1,0 +1,172 @@
+#include "text/token_parser.h"
+
+#include <stdlib.h>
+#include <string.h>
+
+#include "foundation/hash.h"
+#include "foundation/logging.h"
+#include "foundation/string_buffer.h"
+#include "foundation/utf8_util.h"
+#include "storage/index_manager.h"
+#include "text/word_lists.h"
+
+namespace mobile_search {
+
+namespace {
+
+const int kQueryNameChars = 4;
+
+// A copy of the value with separators turned into spaces and cut after
+// kMaxFieldChars characters; malloc'ed, null on failure.
+char* prepareValue(const char* value) {
+  const size_t n = strlen(value);
+  char* copy = static_cast<char*>(malloc(n + 1));
+  if (copy == nullptr) return nullptr;
+  for (size_t i = 0; i < n; ++i) copy[i] = TokenRules::isStopWord(value[i]) ? ' ' : value[i];
+  copy[n] = 0;
+  copy[ac_utf8_word_bytes(copy, TokenParser::kMaxFieldChars)] = 0;
+  return copy;
+}
+
+// One token per space-separated word, as it is: count = bytes, bit 1.
+int wholeWordTokens(const char* copy, _DArray* words, _DArray* tokens) {
+  ac_str_splict(copy, static_cast<int>(strlen(copy)), ' ', words);
+  for (unsigned int i = 0; i < darray_length(words); ++i) {
+    const _str_buffer_t* w = WordLists::word(words, i);
+    const unsigned char count = static_cast<unsigned char>(w->len > 255 ? 255 : w->len);
+    const unsigned int sign = idx_sign32(w->data, static_cast<unsigned int>(w->len));
+    if (darray_append(tokens, token_pack(sign, count, kMatchAll)) != RET_OK) return -1;
+  }
+  return 0;
+}
+
+// Keeps only the signs of the slots from `from` on: query terms carry no
+// count or bits.
+void clearToSigns(_DArray* out, unsigned int from) {
+  for (unsigned int i = from; i < darray_length(out); ++i) {
+    darray_set_by_index(out, i, token_pack(token_unpack(darray_get_by_index(out, i)).sign, 0, 0));
+  }
+}
+
+int appendUpperTerms(const _DArray* words, _DArray* out) {
+  for (unsigned int i = 0; i < darray_length(words); ++i) {
+    _str_buffer_t* w = slot_as<_str_buffer_t>(darray_get_by_index(words, i));
+    str_buffer_toupper(w);
+    const unsigned int sign = idx_sign32(w->data, static_cast<unsigned int>(w->len));
+    if (darray_append(out, token_pack(sign, 0, 0)) != RET_OK) return -1;
+  }
+  return 0;
+}
+
+}  // namespace
+
+TokenParser::TokenParser() : short_(nullptr), long_(nullptr), rules_(nullptr) {
+  rules_ = new TokenRules();
+  short_ = new ShortWordTokenizer(rules_);
+  long_ = new LongWordTokenizer(rules_);
+}
+
+TokenParser::~TokenParser() {
+  delete short_;
+  delete long_;
+  delete rules_;
+  short_ = nullptr;
+  long_ = nullptr;
+  rules_ = nullptr;
+}
+
+int TokenParser::wordTokenizer(const char* text, _DArray* out, TokenStyle style) {
+  if (style == TOKEN_STYLE_SHORT) return short_->wordTokenizer(text, out);
+  return long_->wordTokenizer(text, out);
+}
+
+int TokenParser::fieldTokenizer(int docId, int fieldIndex, const char* value, bool pinyin,
+                                bool noToken, bool autoSave, IndexManager* index) {
+  if (value == nullptr || *value == 0 || index == nullptr) return -1;
+  const int fullChars = ac_utf8_len(value);
+  if (fullChars <= 0) return -1;
+  _DArray* tokens = darray_create(nullptr, false);
+  _DArray* words = darray_create(str_buffer_free, true);
+  char* copy = prepareValue(value);
+  int result = tokens && words && copy ? 0 : -1;
+  if (result == 0) {
+    result = noToken ? wholeWordTokens(copy, words, tokens)
+                     : wordTokenizer(copy, tokens, pinyin ? TOKEN_STYLE_SHORT : TOKEN_STYLE_LONG);
+  }
+  if (result == 0) {
+    darray_shell_sort(tokens, token_cmp);
+    if (autoSave) index->setAutoSave(false);
+    const unsigned int n = darray_length(tokens);
+    unsigned char w = 0;
+    unsigned char b = 0;
+    int terms = 0;
+    for (unsigned int i = 0; i < n; ++i) {
+      const token_unit_t t = token_unpack(darray_get_by_index(tokens, i));
+      const token_unit_t next = token_unpack(i + 1 < n ? darray_get_by_index(tokens, i + 1) : 0);
+      w = static_cast<unsigned char>(w + t.count);
+      if (next.sign == t.sign) {
+        TokenRules::mergeWeigthExt(b, t.bits, next.bits);
+        continue;
+      }
+      TokenRules::mergeWeigthExt(b, t.bits, t.bits);
+      TokenRules::mathBaseWeight(w, fullChars);
+      ++terms;
+      if (index->addTerm(t.sign, static_cast<unsigned int>(docId),
+                         static_cast<unsigned char>(fieldIndex), w, b) < 0) {
+        log_printf("docId:%d field_val:%s failed \n", docId, value);
+        result = -1;
+        break;
+      }
+      w = 0;
+      b = 0;
+    }
+    if (result == 0 && autoSave) index->saveRecentTerms(terms);
+  }
+  free(copy);
+  darray_destroy(words);
+  darray_destroy(tokens);
+  return result;
+}
+
+int TokenParser::fillQueryArray(const char* query, _DArray* out) {
+  if (out == nullptr) return -1;
+  WordLists lists;
+  if (!lists.valid()) return -1;
+  WordType first = kWordNone;
+  TokenRules::worldSplit(true, query, lists.cn, lists.en, lists.en, lists.en, lists.cn, first);
+  for (unsigned int i = 0; i < darray_length(lists.cn); ++i) {
+    const _str_buffer_t* run = WordLists::word(lists.cn, i);
+    if (ac_utf8_cn_word_num(run->data) <= kQueryNameChars) {
+      if (darray_append(out, token_pack(idx_sign32(run->data, static_cast<unsigned int>(run->len)), 0, 0)) != RET_OK) {
+        return -1;
+      }
+    } else {
+      const unsigned int from = darray_length(out);
+      if (long_->wordInputTokenizer(run, false, out, kQueryNameChars) < 0) return -1;
+      clearToSigns(out, from);
+    }
+  }
+  if (appendUpperTerms(lists.en, out) < 0) return -1;
+  return darray_merge_sort(out, darray_length(out), token_cmp) == RET_OK ? 0 : -1;
+}
+
+int TokenParser::fillQueryTokenArray(const char* query, _DArray* out) {
+  if (out == nullptr) return -1;
+  WordLists lists;
+  if (!lists.valid()) return -1;
+  WordType first = kWordNone;
+  TokenRules::worldSplit(true, query, lists.cn, lists.en, lists.en, lists.en, lists.cn, first);
+  for (unsigned int i = 0; i < darray_length(lists.cn); ++i) {
+    const _str_buffer_t* run = WordLists::word(lists.cn, i);
+    const unsigned int from = darray_length(out);
+    if (long_->wordSingleTokenizer(run, false, out) < 0 ||
+        long_->wordDoubleTokenizer(run, false, out) < 0) {
+      return -1;
+    }
+    clearToSigns(out, from);
+  }
+  if (appendUpperTerms(lists.en, out) < 0) return -1;
+  return darray_merge_sort(out, darray_length(out), token_cmp) == RET_OK ? 0 : -1;
+}
+
+}  // namespace mobile_search
