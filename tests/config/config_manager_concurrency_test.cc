@@ -1,0 +1,81 @@
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "config/config_manager.h"
+#include "test_util.h"
+
+using namespace mobile_search;
+
+namespace {
+
+const int kThreads = 6;
+const int kTablesPerThread = 12;
+const char* const kGroups[] = {"default", "g1", "g2"};
+
+std::string TableName(int thread, int i) {
+  return "t" + std::to_string(thread) + "_" + std::to_string(i);
+}
+
+// Everything a manager knows about the registered tables, as text.
+std::string Describe(ConfigManager* m) {
+  std::string text;
+  for (int t = 0; t < kThreads; ++t) {
+    for (int i = 0; i < kTablesPerThread; ++i) {
+      std::string table = TableName(t, i);
+      std::string index = "idx" + std::to_string(i % 2);
+      const table_info_t* info = m->getTableInfo(index.c_str(), "db", table.c_str());
+      char group[32] = "";
+      int rowid = m->getScanMaxRowid(table.c_str(), "db", index.c_str(), group);
+      text += table + " " + (info != nullptr ? info->field_list->data : "missing") + " " + group +
+              ":" + std::to_string(rowid) + "\n";
+    }
+  }
+  for (unsigned int g = 0; g < darray_length(m->getAllGroupConfig()); ++g) {
+    text += slot_as<SGroupConfig>(darray_get_by_index(m->getAllGroupConfig(), g))->group_name->data;
+    text += "\n";
+  }
+  return text;
+}
+
+}  // namespace
+
+TEST(ConfigManagerConcurrency, ParallelRegistrationsReachTheFiles) {
+  ks_test::TempDir dir;
+  std::string root = dir.path() + "/index";
+  std::string before;
+  {
+    ConfigManager* m = ConfigManager::getConfigManager(root.c_str());
+    ASSERT_NE(m, nullptr);
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t) {
+      threads.emplace_back([m, t, &root] {
+        // Every thread also asks the registry, which must hand out the same manager.
+        EXPECT_EQ(ConfigManager::getConfigManager(root.c_str()), m);
+        for (int i = 0; i < kTablesPerThread; ++i) {
+          std::string table = TableName(t, i);
+          std::string index = "idx" + std::to_string(i % 2);
+          EXPECT_EQ(m->addIndex(index.c_str(), "db", table.c_str(), kGroups[(t + i) % 3], "id",
+                                i % 2 ? "title,body" : "name", nullptr, nullptr, nullptr, nullptr),
+                    0);
+        }
+      });
+    }
+    for (std::thread& th : threads) th.join();
+    EXPECT_EQ(m->getConfigSectionNum(), kThreads * kTablesPerThread);
+    EXPECT_EQ(darray_length(m->getIndexInfo("idx0")->tables) +
+                  darray_length(m->getIndexInfo("idx1")->tables),
+              static_cast<unsigned int>(kThreads * kTablesPerThread));
+    EXPECT_EQ(darray_length(m->getAllGroupConfig()), 3u);
+    before = Describe(m);
+    EXPECT_EQ(before.find("missing"), std::string::npos);
+  }
+  // A manager reading the files back sees the same state.
+  ConfigManager reread(root.c_str());
+  ASSERT_TRUE(reread.isOk());
+  EXPECT_EQ(Describe(&reread), before);
+  EXPECT_EQ(reread.getConfigSectionNum(), kThreads * kTablesPerThread);
+}
