@@ -1,0 +1,300 @@
+// Query evaluation inside one group: posting cursors per query term,
+// conjunctive intersection, ranking, paging and the per-table results.
+#include <cstdio>
+#include <cstring>
+#include <new>
+
+#include "config/config_manager.h"
+#include "search/group_searcher.h"
+#include "search/search_index_config.h"
+#include "search/search_result.h"
+#include "search/table_result.h"
+#include "storage/doc_id_manager.h"
+#include "storage/index_manager.h"
+#include "storage/index_term.h"
+#include "text/token_rules.h"
+
+namespace mobile_search {
+
+namespace {
+
+// Hits rank by weight, higher first; equal weights compare equal.
+int HitWeightCmp(unsigned long long a, unsigned long long b) {
+  return static_cast<int>((b >> 24) & 0xFF) - static_cast<int>((a >> 24) & 0xFF);
+}
+
+IndexTerm* TermAt(const _DArray* terms, unsigned int i) {
+  return slot_as<IndexTerm>(darray_get_by_index(terms, i));
+}
+
+search_table_info_t* TableAt(const _DArray* tables, unsigned int i) {
+  return slot_as<search_table_info_t>(darray_get_by_index(tables, i));
+}
+
+int FieldIdAt(const _DArray* ids, unsigned int i) {
+  // Field ids are stored sign-extended (an unknown field is -1).
+  return static_cast<int>(static_cast<long long>(darray_get_by_index(ids, i)));
+}
+
+// Turns a posting into a ranked hit: its base weight becomes the sort weight
+// of its match bits.
+void EmitHit(doc_union_t posting, _DArray* hits) {
+  unsigned char weight = posting.weight();
+  TokenRules::mathSortWeight(weight, posting.bits());
+  darray_append(hits, doc_union_t::make(posting.docid(), posting.field(), weight,
+                                        posting.bits())
+                          .value);
+}
+
+// Whether a further posting of the pending hit's document replaces it.
+bool PostingWins(doc_union_t posting, doc_union_t pending,
+                 const _DArray* filter) {
+  if (filter == nullptr) return posting.field() <= pending.field();
+  const unsigned int n = darray_length(filter);
+  for (unsigned int i = 0; i < n; ++i) {
+    const int id = FieldIdAt(filter, i);
+    if (id == posting.field()) return true;
+    if (id == pending.field()) return false;
+  }
+  return false;
+}
+
+// One term: one hit per document, from its best field posting.
+void SingleTermHits(IndexTerm* term, _DArray* hits, const _DArray* filter) {
+  term->sort();
+  doc_union_t pending{0};
+  doc_union_t posting{0};
+  while (term->next(posting) != IndexTerm::kEnd) {
+    if (pending.weight() == 0) {
+      pending = posting;
+    } else if (posting.docid() == pending.docid()) {
+      if (PostingWins(posting, pending, filter)) pending = posting;
+    } else {
+      EmitHit(pending, hits);
+      pending = posting;
+    }
+  }
+  if (pending.weight() != 0) EmitHit(pending, hits);
+}
+
+// Several terms: every posting of the first term that all further terms
+// confirm for the same document and field. The hit carries the first term's
+// weight only.
+void IntersectTerms(_DArray* terms, _DArray* hits, _DArray* filter) {
+  IndexTerm* first = TermAt(terms, 0);
+  const unsigned int n = darray_length(terms);
+  doc_union_t posting{0};
+  doc_union_t ignored{0};
+  while (first->next(posting) != IndexTerm::kEnd) {
+    bool confirmed = true;
+    for (unsigned int i = 1; i < n && confirmed; ++i) {
+      IndexTerm* other = TermAt(terms, i);
+      // The cursor is stepped as well, although validDoc looks at every
+      // posting of the term; ranking has always been computed this way.
+      other->next(ignored);
+      confirmed = other->validDoc(posting, filter) != 0;
+    }
+    if (confirmed) EmitHit(posting, hits);
+  }
+}
+
+// The first item of `config` that searches `index_name`, or null.
+SearchIndexConfigItem* ItemForIndex(SearchIndexConfig* config,
+                                    const char* index_name) {
+  for (int i = 0; i < config->length(); ++i) {
+    SearchIndexConfigItem* item = config->getConfigItem(i);
+    if (item != nullptr && item->index_name != nullptr &&
+        strcmp(item->index_name, index_name) == 0) {
+      return item;
+    }
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+int GroupSearcher::doSearchIndex(SearchResult* result,
+                                 SearchIndexConfig* config, _DArray** lists,
+                                 int list_count) {
+  m_indexLock->read_lock();
+  const int r = doSearchImpl(result, config, lists, list_count);
+  m_indexLock->unlock();
+  return r;
+}
+
+int GroupSearcher::doSearchImpl(SearchResult* result,
+                                SearchIndexConfig* config, _DArray** lists,
+                                int list_count) {
+  if (lists == nullptr || result == nullptr || m_configMgr == nullptr ||
+      config == nullptr) {
+    return -1;
+  }
+  if (m_indexMgr == nullptr || m_indexMgr->doc_mgr == nullptr ||
+      m_indexMgr->index_mgr == nullptr) {
+    return -1;
+  }
+  _DArray* tables = darray_create(search_table_info_destroy, true);
+  if (tables == nullptr) return -1;
+
+  _DArray* indexes = m_configMgr->getAllIndexInfo();
+  for (unsigned int x = 0; x < darray_length(indexes); ++x) {
+    index_info_t* index = slot_as<index_info_t>(darray_get_by_index(indexes, x));
+    if (index == nullptr || !checkGroup(index)) continue;
+    SearchIndexConfigItem* item = ItemForIndex(config, index->name->data);
+    if (item == nullptr) continue;
+    item->counter = 0;
+    for (unsigned int f = 0; f < darray_length(item->field_names); ++f) {
+      const char* name = slot_as<const char>(darray_get_by_index(item->field_names, f));
+      const int id = m_configMgr->getFieldId(item->index_name, name);
+      darray_append(item->field_ids, static_cast<unsigned long long>(static_cast<long long>(id)));
+    }
+    for (unsigned int t = 0; t < darray_length(index->tables); ++t) {
+      table_info_t* table = slot_as<table_info_t>(darray_get_by_index(index->tables, t));
+      if (table == nullptr) continue;
+      search_table_info_t* entry = search_table_info_create(table, item);
+      if (entry != nullptr) darray_append(tables, static_cast<const void*>(entry));
+    }
+  }
+  if (darray_length(tables) == 0) {
+    darray_destroy(tables);
+    return 0;
+  }
+
+  // One field id of a single item restricts the posting lookup itself; a
+  // list of them, with match_each_field, filters the intersection.
+  int restriction = -1;
+  _DArray* filter = nullptr;
+  if (config->length() == 1) {
+    SearchIndexConfigItem* item = config->getConfigItem(0);
+    const unsigned int ids = darray_length(item->field_ids);
+    if (ids == 1) restriction = FieldIdAt(item->field_ids, 0);
+    if (item->match_each_field && ids > 1) filter = item->field_ids;
+  }
+
+  DocIdManager* docs = m_indexMgr->doc_mgr;
+  _DArray* merged = darray_create(nullptr, false);
+  for (int k = 0; k < list_count && merged != nullptr; ++k) {
+    _DArray* terms = darray_create(term_free, true);
+    if (terms == nullptr) break;
+    const unsigned int n = darray_length(lists[k]);
+    for (unsigned int i = 0; i < n; ++i) {
+      const unsigned long long token = darray_get_by_index(lists[k], i);
+      const unsigned int sign = static_cast<unsigned int>(token);
+      const unsigned char tag = static_cast<unsigned char>(token >> 32);
+      IndexTerm* term = new (std::nothrow) IndexTerm(sign, tag, index_valify, docs, tables);
+      if (term == nullptr) break;
+      m_indexMgr->index_mgr->getTerm(sign, term, restriction);
+      darray_append(terms, static_cast<const void*>(term));
+    }
+    if (k == 0) {
+      doAnd(terms, merged, filter);
+      darray_shell_sort(merged, HitWeightCmp);
+    } else {
+      _DArray* more = darray_create(nullptr, false);
+      doAnd(terms, more, filter);
+      // Not re-sorted: a short-word hit (names, pinyin, initials) always
+      // ranks before a document found only through the text terms.
+      for (int i = static_cast<int>(darray_length(more)) - 1; i >= 0; --i) {
+        const unsigned long long hit = darray_get_by_index(more, static_cast<unsigned int>(i));
+        if (darray_find(merged, docid_cmp, hit) < 0) darray_append(merged, hit);
+      }
+      darray_destroy(more);
+    }
+    darray_destroy(terms);
+  }
+
+  if (merged != nullptr) fillTableResult(result, tables, merged);
+  darray_destroy(tables);
+  darray_destroy(merged);
+  return 0;
+}
+
+int GroupSearcher::doAnd(_DArray* terms, _DArray* hits, _DArray* field_filter) {
+  const unsigned int n = darray_length(terms);
+  if (hits == nullptr || n == 0) return 0;
+  // One absent term empties the whole conjunction.
+  for (unsigned int i = 0; i < n; ++i) {
+    IndexTerm* term = TermAt(terms, i);
+    if (term == nullptr || term->getDocCount() == 0) return 0;
+  }
+  if (n == 1) {
+    SingleTermHits(TermAt(terms, 0), hits, field_filter);
+  } else {
+    IntersectTerms(terms, hits, field_filter);
+  }
+  return 0;
+}
+
+int GroupSearcher::fillTableResult(SearchResult* result, _DArray* tables,
+                                   _DArray* hits) {
+  if (result == nullptr || m_indexMgr == nullptr) return 0;
+  DocIdManager* docs = m_indexMgr->doc_mgr;
+  const unsigned int n = darray_length(hits);
+  const unsigned int table_count = darray_length(tables);
+  for (unsigned int h = 0; h < n; ++h) {
+    const doc_union_t hit{darray_get_by_index(hits, h)};
+    const unsigned int table_id = docs->getTabMD5Id(static_cast<int>(hit.docid()));
+    search_table_info_t* entry = nullptr;
+    for (unsigned int t = 0; t < table_count && entry == nullptr; ++t) {
+      search_table_info_t* candidate = TableAt(tables, t);
+      if (candidate->table->table_id == table_id) entry = candidate;
+    }
+    if (entry == nullptr) continue;
+    ++entry->found;
+    // The paging window runs over the ranked hits of the whole item, across
+    // its tables; hits outside it still count as found.
+    SearchIndexConfigItem* item = entry->item;
+    if (item != nullptr) {
+      ++item->counter;
+      const long long seen = item->counter;
+      if (seen <= item->start ||
+          seen > static_cast<long long>(item->start) + item->num) {
+        continue;
+      }
+    }
+    if (entry->result == nullptr) {
+      entry->result = result->createTableResult();
+      if (entry->result == nullptr) continue;
+      entry->result->readTableInfo(entry->table);
+    }
+    entry->result->add(docs, hit, m_groupName);
+  }
+  result->sumDocsFound(static_cast<int>(n));
+  for (unsigned int t = 0; t < table_count; ++t) {
+    search_table_info_t* entry = TableAt(tables, t);
+    if (entry->result != nullptr) entry->result->sumDocFound(entry->found);
+  }
+  return 0;
+}
+
+bool GroupSearcher::index_valify(void* doc_id_manager, unsigned int doc_id,
+                                 int field_id, void* tables) {
+  DocIdManager* docs = static_cast<DocIdManager*>(doc_id_manager);
+  if (docs == nullptr) return false;
+  if (docs->isDocidDel(doc_id)) return true;
+  if (tables == nullptr) return false;
+  const _DArray* list = static_cast<const _DArray*>(tables);
+  const unsigned int table_id = docs->getTabMD5Id(static_cast<int>(doc_id));
+  const unsigned int n = darray_length(list);
+  for (unsigned int t = 0; t < n; ++t) {
+    const search_table_info_t* entry = TableAt(list, t);
+    if (entry == nullptr || entry->table->table_id != table_id) continue;
+    if (field_id == -1) return false;
+    const SearchIndexConfigItem* item = entry->item;
+    if (item == nullptr || darray_length(item->field_names) == 0) return false;
+    for (unsigned int i = 0; i < darray_length(item->field_ids); ++i) {
+      if ((FieldIdAt(item->field_ids, i) & 0xFF) == field_id) return false;
+    }
+  }
+  // Documents of tables that are not searched are dropped too.
+  return true;
+}
+
+void GroupSearcher::term_free(void* term) { delete static_cast<IndexTerm*>(term); }
+
+void GroupSearcher::print_nid(doc_union_t hit) {
+  printf("doc_id:%d  weight:%d\n", static_cast<int>(hit.docid()),
+         static_cast<int>(hit.weight()));
+}
+
+}  // namespace mobile_search

@@ -1,0 +1,383 @@
+// The search engine end to end through Searcher, on a real root directory:
+// an index "chat" over two tables with a pinyin name field, a text field, a
+// no-token field and a profile field. JSON texts are compared whole.
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "search/group_searcher.h"
+#include "search/search_result.h"
+#include "search/searcher.h"
+#include "storage/doc_id_manager.h"
+#include "test_util.h"
+
+namespace mobile_search {
+namespace {
+
+const char kIndex[] = "chat";
+const char kDb[] = "main.db";
+
+// Takes ownership of a malloc'd engine text; "<null>" for null.
+std::string Take(char* text) {
+  if (text == nullptr) return "<null>";
+  std::string s(text);
+  free(text);
+  return s;
+}
+
+struct Hit {
+  const char* key;
+  int doc;
+  int field;
+  int weight;
+  const char* group;
+};
+
+// The JSON object of one table of the test index.
+std::string TableJson(const std::string& table, int found,
+                      const std::vector<Hit>& hits) {
+  std::string key_field = table == "message" ? "msg_id" : "uin";
+  std::string out = "{\"table_name\":\"" + table + "\",\"db_name\":\"main.db\"," +
+                    "\"key_field\":\"" + key_field + "\",\"docs_found\":" +
+                    std::to_string(found) + ",\"docs_return\":" +
+                    std::to_string(hits.size()) +
+                    ",\"field_num\":4,\"field_list\":\"name,content,tag,extra\"";
+  if (hits.empty()) return out + "}";
+  std::string keys, docs, fields, weights, groups;
+  for (size_t i = 0; i < hits.size(); ++i) {
+    const char* sep = i + 1 < hits.size() ? "," : "";
+    keys += std::string("\"") + hits[i].key + "\"" + sep;
+    docs += std::to_string(hits[i].doc) + sep;
+    fields += std::to_string(hits[i].field) + sep;
+    weights += std::to_string(hits[i].weight) + sep;
+    groups += std::string("\"") + hits[i].group + "\"" + sep;
+  }
+  return out + ",\"pkey_arr\":[" + keys + "],\"offset_arr\":[" + docs +
+         "],\"field_id_arr\":[" + fields + "],\"weight_arr\":[" + weights +
+         "],\"group_arr\":[" + groups + "]}";
+}
+
+std::string AllJson(const std::vector<std::string>& tables) {
+  std::string out = "{\"all_result\":[";
+  for (size_t i = 0; i < tables.size(); ++i) out += (i ? "," : "") + tables[i];
+  return out + "]}";
+}
+
+class SearcherTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_EQ(0, searcher_.open(dir_.path().c_str(), 0));
+    Register("message", "msg_id", nullptr);
+    Register("contact", "uin", nullptr);
+  }
+
+  void Register(const char* table, const char* key, const char* group) {
+    ASSERT_EQ(0, searcher_.addIndex(kIndex, kDb, table, key, "name,content,tag",
+                                    "", "name", "extra", "tag", group));
+  }
+
+  int Add(const char* table, const char* key, const char* name,
+          const char* content, const char* tag = "", const char* extra = "") {
+    const char* values[] = {name, content, tag, extra};
+    return searcher_.addDoc(kIndex, kDb, table, key, 4, const_cast<char**>(values));
+  }
+
+  // The three documents most tests search.
+  void AddBasicDocs() {
+    ASSERT_EQ(0, Add("message", "m1", "张三", "hello kitty", "work", "e1"));
+    ASSERT_EQ(0, Add("message", "m2", "王五", "张三"));
+    ASSERT_EQ(0, Add("contact", "c1", "张三丰", "", "VIP", "p"));
+  }
+
+  std::string Search(const char* query, const char* field = nullptr,
+                     int start = 0, int num = 10) {
+    return Take(searcher_.doSearch(kIndex, field, query, start, num, false));
+  }
+
+  unsigned int DocCount(const char* group = "default") {
+    GroupSearcher* g = searcher_.getGroupSearcher(group);
+    return g == nullptr ? 0 : g->getIndexMgr()->doc_mgr->getDocNumber();
+  }
+
+  ks_test::TempDir dir_;
+  Searcher searcher_;
+};
+
+TEST_F(SearcherTest, ChineseQueryRanksNameHitsFirstAndGroupsHitsPerTable) {
+  AddBasicDocs();
+  // Whole name (180) before a name prefix (133) before a text hit (80);
+  // the message table appears first because it holds the best hit.
+  EXPECT_EQ(AllJson({TableJson("message", 2, {{"m1", 0, 0, 180, "default"},
+                                              {"m2", 1, 1, 80, "default"}}),
+                     TableJson("contact", 1, {{"c1", 2, 0, 133, "default"}})}),
+            Search("张三"));
+  // The same through the query-string form.
+  EXPECT_EQ(Search("张三"),
+            Take(searcher_.doSearch("index_name=chat&query=张三")));
+}
+
+TEST_F(SearcherTest, PinyinInitialsAndLatinQueries) {
+  AddBasicDocs();
+  EXPECT_EQ(AllJson({TableJson("message", 1, {{"m1", 0, 0, 140, "default"}}),
+                     TableJson("contact", 1, {{"c1", 2, 0, 93, "default"}})}),
+            Search("zhangsan"));
+  EXPECT_EQ(AllJson({TableJson("message", 1, {{"m1", 0, 0, 40, "default"}}),
+                     TableJson("contact", 1, {{"c1", 2, 0, 33, "default"}})}),
+            Search("ZhangS"));
+  EXPECT_EQ(AllJson({TableJson("message", 1, {{"m1", 0, 0, 80, "default"}}),
+                     TableJson("contact", 1, {{"c1", 2, 0, 33, "default"}})}),
+            Search("zs"));
+  // A prefix of a word of the text field; matching ignores case.
+  EXPECT_EQ(AllJson({TableJson("message", 1, {{"m1", 0, 1, 125, "default"}})}),
+            Search("HEL"));
+  // No-token fields match whole words only, as stored.
+  EXPECT_EQ(AllJson({TableJson("contact", 1, {{"c1", 2, 2, 80, "default"}})}),
+            Search("vip"));
+  EXPECT_EQ("<null>", Search("vi"));
+  // Profile fields are stored, never searched; absent terms find nothing.
+  EXPECT_EQ("<null>", Search("e1"));
+  EXPECT_EQ("<null>", Search("张三 zzzz"));
+}
+
+TEST_F(SearcherTest, FieldRestrictions) {
+  AddBasicDocs();
+  ASSERT_EQ(0, Add("message", "m3", "vip", "vip lounge"));
+  // Only the name field: m2's text hit is gone.
+  EXPECT_EQ(AllJson({TableJson("message", 1, {{"m1", 0, 0, 180, "default"}}),
+                     TableJson("contact", 1, {{"c1", 2, 0, 133, "default"}})}),
+            Search("张三", "name"));
+  EXPECT_EQ(Search("张三", "name"),
+            Take(searcher_.doSearch("index_name=chat&field_name=name&query=张三")));
+  // Several fields, each hit in one of them: m3's name posting is dropped,
+  // so it ranks by its text posting.
+  _DArray* fields = darray_create(nullptr, false);
+  darray_append(fields, static_cast<const void*>("content"));
+  darray_append(fields, static_cast<const void*>("tag"));
+  SearchResult result(true);
+  ASSERT_EQ(0, searcher_.doSearchByMoreFields(kIndex, fields, true, "vip", 0, 10,
+                                              &result, false));
+  darray_destroy(fields);
+  std::unique_ptr<StringBuffer> json(result.serialize());
+  ASSERT_NE(nullptr, json);
+  EXPECT_EQ(AllJson({TableJson("message", 1, {{"m3", 3, 1, 166, "default"}}),
+                     TableJson("contact", 1, {{"c1", 2, 2, 80, "default"}})}),
+            json->data);
+  // Only the text field: the text terms of the query must all be there.
+  const std::string content_only = Search("张三", "content");
+  EXPECT_NE(std::string::npos, content_only.find("\"pkey_arr\":[\"m2\"],\"offset_arr\":[1],\"field_id_arr\":[1]"))
+      << content_only;
+  EXPECT_EQ(std::string::npos, content_only.find("contact"));
+  // All fields: the name posting of m3 wins.
+  EXPECT_EQ(AllJson({TableJson("message", 1, {{"m3", 3, 0, 180, "default"}}),
+                     TableJson("contact", 1, {{"c1", 2, 2, 80, "default"}})}),
+            Search("vip"));
+}
+
+TEST_F(SearcherTest, PagingRunsOverRankedHitsOfAllTables) {
+  // Ten hits with distinct weights: "apple" alone in a text of 5..15
+  // characters. Even ranks in message, odd ranks in contact.
+  const int lengths[] = {5, 6, 7, 8, 9, 10, 11, 12, 13, 15};
+  for (int i = 0; i < 10; ++i) {
+    const std::string content = "apple " + std::string(lengths[i] - 6 < 0 ? 0 : lengths[i] - 6, 'x');
+    const std::string text = lengths[i] == 5 ? "apple" : content;
+    const std::string key = "k" + std::to_string(i);
+    ASSERT_EQ(0, Add(i % 2 ? "contact" : "message", key.c_str(), "", text.c_str()));
+  }
+  // Base weights 20,16,14,12,11,10,9,8,7,6 plus 160 for a first whole word.
+  // start 2, num 3: ranks 3 to 5 (k2, k3, k4); found counts include all.
+  EXPECT_EQ(AllJson({TableJson("message", 5, {{"k2", 2, 1, 174, "default"},
+                                              {"k4", 4, 1, 171, "default"}}),
+                     TableJson("contact", 5, {{"k3", 3, 1, 172, "default"}})}),
+            Search("apple", nullptr, 2, 3));
+  EXPECT_EQ(Search("apple", nullptr, 2, 3),
+            Take(searcher_.doSearch("num=3&index_name=chat&query=apple&start=2")));
+  // Beyond the last hit nothing is returned.
+  EXPECT_EQ("<null>", Search("apple", nullptr, 10, 5));
+  // Without start and num: the first ten.
+  const std::string all = Take(searcher_.doSearch("index_name=chat&query=apple"));
+  EXPECT_NE(std::string::npos, all.find("\"docs_found\":5,\"docs_return\":5"));
+}
+
+TEST_F(SearcherTest, DeletesRevivalsAndUnchangedRows) {
+  AddBasicDocs();
+  EXPECT_EQ(3u, DocCount());
+  // The same content again changes nothing.
+  EXPECT_EQ(0, Add("message", "m1", "张三", "hello kitty", "work", "e1"));
+  EXPECT_EQ(3u, DocCount());
+
+  EXPECT_EQ(0, searcher_.delDoc(kIndex, kDb, "message", "m1"));
+  EXPECT_EQ(1, searcher_.getDelNum("default"));
+  EXPECT_EQ(AllJson({TableJson("contact", 1, {{"c1", 2, 0, 133, "default"}}),
+                     TableJson("message", 1, {{"m2", 1, 1, 80, "default"}})}),
+            Search("张三"));
+
+  // Re-added with its old content: the old id comes back, nothing new.
+  EXPECT_EQ(0, Add("message", "m1", "张三", "hello kitty", "work", "e1"));
+  EXPECT_EQ(3u, DocCount());
+  EXPECT_EQ(0, searcher_.getDelNum("default"));
+  EXPECT_NE(std::string::npos, Search("张三").find("\"pkey_arr\":[\"m1\",\"m2\"],\"offset_arr\":[0,1]"));
+
+  // Changed content: a new id, the old one deleted and never returned.
+  EXPECT_EQ(0, Add("message", "m1", "李四", "hello kitty", "work", "e1"));
+  EXPECT_EQ(4u, DocCount());
+  EXPECT_EQ(std::string::npos, Search("张三").find("\"m1\""));
+  EXPECT_NE(std::string::npos, Search("lisi").find("\"pkey_arr\":[\"m1\"],\"offset_arr\":[3]"));
+
+  EXPECT_EQ("{\"all_result\":[{\"table_name\":\"message\",\"db_name\":\"main.db\","
+            "\"key_field\":\"msg_id\",\"docs_found\":2,\"docs_return\":2,\"field_num\":4,"
+            "\"field_list\":\"name,content,tag,extra\",\"pkey_arr\":[\"m2\",\"m1\"]}]}",
+            Take(searcher_.getTableRecord(kIndex, kDb, "message")));
+
+  // Clearing the table removes every row of it from every group.
+  int calls = 0;
+  auto count_calls = [](void* ctx, const char*, const char*, const char*, int) {
+    ++*static_cast<int*>(ctx);
+    return 0;
+  };
+  EXPECT_EQ(0, searcher_.clearDoc(&calls, kIndex, kDb, "message", count_calls));
+  EXPECT_EQ(1, calls);
+  EXPECT_EQ(AllJson({TableJson("contact", 1, {{"c1", 2, 0, 133, "default"}})}),
+            Search("张三"));
+}
+
+TEST_F(SearcherTest, SeveralGroups) {
+  AddBasicDocs();
+  // The message table moves to a new group; new rows go there.
+  Register("message", "msg_id", "g2");
+  ASSERT_EQ(0, Add("message", "m4", "张三", ""));
+  EXPECT_EQ(3u, DocCount("default"));
+  EXPECT_EQ(1u, DocCount("g2"));
+  // m2 changes in g2 while its old row still lives in the default group:
+  // both groups find it, and the better hit (the lower field) is kept.
+  ASSERT_EQ(0, Add("message", "m2", "张三", "x"));
+  EXPECT_EQ(AllJson({TableJson("message", 2, {{"m4", 0, 0, 180, "g2"},
+                                              {"m2", 1, 0, 180, "g2"},
+                                              {"m1", 0, 0, 180, "default"}}),
+                     TableJson("contact", 1, {{"c1", 2, 0, 133, "default"}})}),
+            Search("张三"));
+  // A delete reaches every group.
+  EXPECT_EQ(0, searcher_.delDoc(kIndex, kDb, "message", "m2"));
+  EXPECT_EQ(1, searcher_.getDelNum("g2"));
+  EXPECT_EQ(1, searcher_.getDelNum("default"));
+  EXPECT_EQ(std::string::npos, Search("张三").find("\"m2\""));
+
+  EXPECT_EQ(0, searcher_.save());
+  EXPECT_NE(-1, searcher_.save("g2"));
+  EXPECT_EQ(-1, searcher_.save("nope"));
+  searcher_.setAutoSave("g2", false);
+  EXPECT_FALSE(searcher_.isAutoSave("g2"));
+  EXPECT_TRUE(searcher_.isAutoSave("nope"));
+  searcher_.setAutoSave("nope", false);
+  EXPECT_EQ(-1, searcher_.getDelNum("nope"));
+  EXPECT_EQ(-1, searcher_.ellipse_index("nope", true));
+  EXPECT_EQ(nullptr, searcher_.getGroupSearcher("nope"));
+  EXPECT_GT(searcher_.getTotalBytes(), 0u);
+}
+
+TEST_F(SearcherTest, DataSurviveReopeningTheRoot) {
+  AddBasicDocs();
+  const std::string before = Search("张三");
+  ASSERT_EQ(0, searcher_.save());
+  {
+    // Binding a searcher to another root releases this root's manager and
+    // with it every group searcher.
+    ks_test::TempDir other_root;
+    Searcher other;
+    ASSERT_EQ(0, other.open(other_root.path().c_str(), 0));
+  }
+  Searcher reopened;
+  ASSERT_EQ(0, reopened.open(dir_.path().c_str(), 0));
+  EXPECT_EQ(before, Take(reopened.doSearch(kIndex, nullptr, "张三", 0, 10, false)));
+  EXPECT_EQ(2, reopened.getConfigSectionNum());
+  EXPECT_STREQ("0.1.0", reopened.indexVersion());
+}
+
+TEST_F(SearcherTest, BadInputGivesFailureValues) {
+  AddBasicDocs();
+  Searcher unopened;
+  EXPECT_EQ(-1, unopened.open(nullptr, 0));
+  EXPECT_EQ(-1, unopened.open("", 0));
+  EXPECT_EQ(nullptr, unopened.doSearch(kIndex, nullptr, "张三", 0, 10, false));
+  EXPECT_EQ(-1, unopened.addDoc(kIndex, kDb, "message", "m9", 0, nullptr));
+  EXPECT_EQ(nullptr, unopened.getTableRecord(kIndex, kDb, "message"));
+
+  EXPECT_EQ("<null>", Search("张三", nullptr, 0, 0));
+  EXPECT_EQ("<null>", Take(searcher_.doSearch("nosuch", nullptr, "张三", 0, 10, false)));
+  EXPECT_EQ("<null>", Take(searcher_.doSearch(nullptr, nullptr, "张三", 0, 10, false)));
+  EXPECT_EQ("<null>", Take(searcher_.doSearch(kIndex, nullptr, "", 0, 10, false)));
+  EXPECT_EQ("<null>", Take(searcher_.doSearch(kIndex, "", nullptr, 0, 10, false)));
+  EXPECT_EQ(-1, searcher_.doSearch(kIndex, nullptr, "x", 0, 10, nullptr, false));
+  EXPECT_EQ(-1, searcher_.doSearch("x", nullptr, nullptr));
+
+  // A field the index does not have matches no posting.
+  EXPECT_EQ("<null>", Search("张三", "nofield"));
+
+  // Very long queries of every character class.
+  const std::string latin(10000, 'a');
+  EXPECT_EQ("<null>", Search(latin.c_str()));
+  std::string han;
+  for (int i = 0; i < 3334; ++i) han += "张";
+  EXPECT_EQ("<null>", Search(han.c_str()));
+  std::string mixed;
+  for (int i = 0; i < 1000; ++i) mixed += "张a1!~ ";
+  EXPECT_EQ("<null>", Search(mixed.c_str()));
+
+  // Documents: unknown tables and indexes, wrong field counts, null keys.
+  const char* values[] = {"a", "b", "c", "d"};
+  char** v = const_cast<char**>(values);
+  EXPECT_EQ(-1, searcher_.addDoc(kIndex, kDb, "nosuch", "k", 4, v));
+  EXPECT_EQ(-1, searcher_.addDoc("nosuch", kDb, "message", "k", 4, v));
+  EXPECT_EQ(-1, searcher_.addDoc(kIndex, kDb, "message", "k", 3, v));
+  EXPECT_EQ(-1, searcher_.addDoc(kIndex, kDb, "message", nullptr, 4, v));
+  EXPECT_EQ(-1, searcher_.addDoc(kIndex, kDb, "message", "k", 4, nullptr));
+  EXPECT_EQ(-1, searcher_.delDoc(kIndex, kDb, "message", nullptr));
+  EXPECT_EQ(-1, searcher_.delDoc("", kDb, "message", "m1"));
+  EXPECT_EQ(0, searcher_.delDoc(kIndex, kDb, "message", ""));  // accepted
+  EXPECT_EQ(-1, searcher_.clearDoc(nullptr, "", kDb, "message", nullptr));
+  EXPECT_EQ("<null>", Take(searcher_.getTableRecord(kIndex, kDb, "nosuch")));
+  EXPECT_EQ("<null>", Take(searcher_.getTableRecord(kIndex, kDb, "0message")));
+  EXPECT_EQ("<null>", Take(searcher_.getTableRecord(nullptr, kDb, "message")));
+  EXPECT_EQ(3u, DocCount());
+}
+
+TEST_F(SearcherTest, QueryStringLanguage) {
+  AddBasicDocs();
+  const std::string expected = Search("张三");
+  ASSERT_NE("<null>", expected);
+  const char* same[] = {
+      "index_name=chat&query=张三",
+      "&&index_name=chat&&&query=张三&",
+      "index_name=other&query=x&index_name=chat&query=张三",  // last one wins
+      "junk&unknown=1&index_name=chat&query=张三",
+      "query=张三&index_name=chat&start=zero",  // atoi("zero") is 0
+      "query=张三&index_name=chat&start=0&num=10&field_name=",
+  };
+  for (const char* q : same) {
+    EXPECT_EQ(expected, Take(searcher_.doSearch(q))) << q;
+  }
+  const char* none[] = {
+      "",
+      "query=张三",
+      "index_name=chat",
+      "index_name=chat&query=",
+      "index_name=&query=张三",
+      "index_name=chat&query=张三&num=ten",  // atoi gives 0: nothing returned
+      "Index_Name=chat&query=张三",
+      "index_name chat&query=张三",
+      "index_name=chat&query=张三&field_name=content=x",
+      "index_name=chat&query=张三&start=-5&num=-1",
+      "=&==&&=",
+  };
+  for (const char* q : none) {
+    EXPECT_EQ("<null>", Take(searcher_.doSearch(q))) << q;
+  }
+  EXPECT_EQ(nullptr, searcher_.doSearch(static_cast<const char*>(nullptr)));
+  // A value may hold "=": the query is "a=b", which nothing matches.
+  EXPECT_EQ("<null>", Take(searcher_.doSearch("index_name=chat&query=a=b")));
+}
+
+}  // namespace
+}  // namespace mobile_search
