@@ -1,0 +1,186 @@
+// The change hook on a real encrypted database: the host writes through its
+// own keyed connection and the index follows each statement.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <string>
+
+#include "adapter_fixture.h"
+#include "test_util.h"
+
+namespace mobile_search {
+namespace {
+
+using adapter_test::Engine;
+using adapter_test::HostDb;
+using adapter_test::LogCapture;
+using adapter_test::Word;
+
+const char kKey[] = "hook-key";
+
+class ChangeHookTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    LogCapture::Install();
+    db_path_ = dir_.file("app.db");
+    host_.reset(new HostDb(db_path_, kKey));
+    host_->Exec("CREATE TABLE msgs(mid TEXT, body TEXT, status INTEGER)");
+    host_->Exec("CREATE TABLE other(x TEXT)");
+    engine_.reset(new Engine(dir_.file("root")));
+    ASSERT_EQ(0, adapter()->addDB("app", db_path_.c_str(), kKey, false));
+  }
+  void TearDown() override {
+    engine_.reset();
+    host_.reset();
+  }
+
+  KSSearchDataAdapter* adapter() { return engine_->adapter(); }
+  void Insert(const std::string& key, const std::string& body, int status = 1) {
+    host_->Exec("INSERT INTO msgs VALUES('" + key + "','" + body + "'," +
+                std::to_string(status) + ")");
+  }
+  bool Finds(const char* index, const std::string& word, const std::string& key) {
+    return engine_->Finds(index, word, key);
+  }
+
+  ks_test::TempDir dir_;
+  std::string db_path_;
+  std::unique_ptr<HostDb> host_;
+  std::unique_ptr<Engine> engine_;
+};
+
+TEST_F(ChangeHookTest, InsertsUpdatesAndDeletesAreFollowed) {
+  ASSERT_EQ(0, engine_->Register("idx", "app", "msgs", "mid", "body"));
+  ASSERT_EQ(0, adapter()->startHook("app", host_->conn()));
+
+  Insert("k1", Word(1));
+  EXPECT_TRUE(Finds("idx", Word(1), "k1"));
+  EXPECT_EQ(1u, LogCapture::Matching(
+                    "2|[sqlhook addDoc] insert to searcher from table:msgs pkey:k1  success")
+                    .size());
+  host_->Exec("UPDATE msgs SET body='" + Word(2) + "' WHERE mid='k1'");
+  EXPECT_TRUE(Finds("idx", Word(2), "k1"));
+  EXPECT_FALSE(Finds("idx", Word(1), "k1"));
+  EXPECT_EQ(1u, LogCapture::Matching("2|[sqlhook modifyDoc] insert to searcher from "
+                                     "table:msgs pkey:k1  success")
+                    .size());
+
+  // Deletes are looked up through the adapter's second connection, also in
+  // the middle of the host's transaction.
+  Insert("k2", Word(3));
+  host_->Exec("BEGIN");
+  host_->Exec("DELETE FROM msgs WHERE mid='k1'");
+  EXPECT_FALSE(Finds("idx", Word(2), "k1"));
+  Insert("k3", Word(4));
+  host_->Exec("COMMIT");
+  EXPECT_EQ((std::set<std::string>{"k2", "k3"}), engine_->TableKeys("idx", "app", "msgs"));
+  EXPECT_NE(nullptr, adapter()->getDBConfig("app")->lookup_conn);
+
+  // Nothing written through the hook leaks into the file as plain text.
+  host_.reset();
+  EXPECT_EQ(std::string::npos, ks_test::ReadFile(db_path_).find(Word(3)));
+}
+
+TEST_F(ChangeHookTest, UpdateOutOfTheWhereConditionRemovesTheDocument) {
+  ASSERT_EQ(0, engine_->Register("idx", "app", "msgs", "mid", "body", "status = 1"));
+  ASSERT_EQ(0, adapter()->startHook("app", host_->conn()));
+  Insert("in", Word(1), 1);
+  Insert("out", Word(2), 0);
+  EXPECT_TRUE(Finds("idx", Word(1), "in"));
+  EXPECT_FALSE(Finds("idx", Word(2), "out"));
+
+  host_->Exec("UPDATE msgs SET status=0 WHERE mid='in'");
+  EXPECT_FALSE(Finds("idx", Word(1), "in"));
+  host_->Exec("UPDATE msgs SET status=1 WHERE mid='out'");
+  EXPECT_TRUE(Finds("idx", Word(2), "out"));
+  EXPECT_EQ((std::set<std::string>{"out"}), engine_->TableKeys("idx", "app", "msgs"));
+}
+
+TEST_F(ChangeHookTest, HookModesIgnoreUpdatesOrInserts) {
+  ASSERT_EQ(0, engine_->Register("noupd", "app", "msgs", "mid", "body", "", "", 1));
+  ASSERT_EQ(0, engine_->Register("noins", "app", "msgs", "mid", "body", "", "", 2));
+  ASSERT_EQ(0, adapter()->startHook("app", host_->conn()));
+  Insert("k1", Word(1));
+  EXPECT_TRUE(Finds("noupd", Word(1), "k1"));
+  EXPECT_FALSE(Finds("noins", Word(1), "k1"));
+
+  host_->Exec("UPDATE msgs SET body='" + Word(2) + "' WHERE mid='k1'");
+  EXPECT_TRUE(Finds("noupd", Word(1), "k1"));
+  EXPECT_FALSE(Finds("noupd", Word(2), "k1"));
+  EXPECT_TRUE(Finds("noins", Word(2), "k1"));
+
+  host_->Exec("DELETE FROM msgs WHERE mid='k1'");
+  EXPECT_TRUE(engine_->TableKeys("noupd", "app", "msgs").empty());
+  EXPECT_TRUE(engine_->TableKeys("noins", "app", "msgs").empty());
+}
+
+TEST_F(ChangeHookTest, StopAndRestart) {
+  ASSERT_EQ(0, engine_->Register("idx", "app", "msgs", "mid", "body"));
+  EXPECT_EQ(-1, adapter()->restartHook("app"));  // never hooked
+  EXPECT_EQ(-1, adapter()->stopHook("app"));
+  EXPECT_EQ(-1, adapter()->stopHook("nodb"));
+  EXPECT_EQ(-1, adapter()->startHook("app", nullptr));
+  ASSERT_EQ(0, adapter()->startHook("app", host_->conn()));
+  EXPECT_EQ(-1, adapter()->startHook("app", host_->conn()));
+  EXPECT_EQ(-1, adapter()->restartHook("app"));  // still hooked
+
+  EXPECT_EQ(0, adapter()->stopHook("app"));
+  EXPECT_EQ(0, adapter()->stopHook("app"));
+  Insert("k1", Word(1));
+  EXPECT_FALSE(Finds("idx", Word(1), "k1"));
+  EXPECT_EQ(0, adapter()->restartHook("app"));
+  Insert("k2", Word(2));
+  EXPECT_TRUE(Finds("idx", Word(2), "k2"));
+  EXPECT_EQ(0, adapter()->stopAllHook());
+  Insert("k3", Word(3));
+  EXPECT_FALSE(Finds("idx", Word(3), "k3"));
+}
+
+TEST_F(ChangeHookTest, UnregisteredTablesAndBadRegistrationsOnlyLog) {
+  ASSERT_EQ(0, engine_->Register("idx", "app", "msgs", "mid", "body,nosuch"));
+  ASSERT_EQ(0, adapter()->startHook("app", host_->conn()));
+  LogCapture::Clear();
+  host_->Exec("INSERT INTO other VALUES('" + Word(1) + "')");
+  EXPECT_EQ(1u, LogCapture::Matching("2| sqlite_hooker 表不存在 2 other -- 1 -- 18").size());
+  EXPECT_EQ(1u, LogCapture::Matching("2| sqlite_hooker 1 other -- 1 -- 18").size());
+  EXPECT_EQ(0u, LogCapture::Matching("[sqlhook").size());
+
+  Insert("k1", Word(2));  // the host's write succeeds; the row is not indexed
+  EXPECT_EQ(1u, LogCapture::Matching("4|[sqlhook] sql:SELECT mid,body,nosuch FROM msgs WHERE "
+                                     "rowid = 1 failed:(null)")
+                    .size());
+  EXPECT_TRUE(engine_->TableKeys("idx", "app", "msgs").empty());
+}
+
+// Appends "x" into the spare capacity of every value; drops rows whose body
+// starts with "drop"; counts releases.
+std::atomic<int> g_released{0};
+int AppendX(const char*, int count, const char**, char** texts, const int* lengths,
+            const int* capacities, void*) {
+  if (strncmp(texts[0], "drop", 4) == 0) return -1;
+  for (int i = 0; i < count; ++i) {
+    if (capacities[i] > lengths[i]) {
+      texts[i][lengths[i]] = 'x';
+      texts[i][lengths[i] + 1] = '\0';
+    }
+  }
+  return 0;
+}
+void CountRelease(const char*, int, const char**, char* const*, const int*, const int*, void*) {
+  ++g_released;
+}
+
+TEST_F(ChangeHookTest, ProcessingFunctionAppliesToHookedRows) {
+  ASSERT_EQ(0, engine_->Register("idx", "app", "msgs", "mid", "body"));
+  ASSERT_EQ(0, adapter()->addDataProcFunc("idx", AppendX, CountRelease, nullptr));
+  ASSERT_EQ(0, adapter()->startHook("app", host_->conn()));
+  g_released = 0;
+  Insert("k1", "zqab");
+  Insert("k2", "drop zqac");
+  EXPECT_TRUE(Finds("idx", "zqabx", "k1"));
+  EXPECT_TRUE(engine_->Search("idx", "zqac").empty());
+  EXPECT_EQ(2, g_released);  // dropped rows are released too
+}
+
+}  // namespace
+}  // namespace mobile_search
