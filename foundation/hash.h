@@ -23,7 +23,8 @@ namespace mobile_search {
 unsigned int crc32(const char* buf, unsigned int len, unsigned int seed);
 
 // Walks at most len bytes when len > 0 (stopping early at a NUL), else up to
-// the NUL. `type` selects the table row (0..4). The result's high half is 0.
+// the NUL. `type` selects the table row (0..4; other rows give 0). The
+// result's high half is 0.
 unsigned long long hash_string(const char* s, int len, unsigned long type,
                                unsigned long seed1, unsigned long seed2);
 // seed1 = 0x7FED7FED, seed2 = 0xEEEEEEEE.

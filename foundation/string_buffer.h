@@ -36,7 +36,8 @@ _str_buffer_t* str_buffer_create(int n);
 _str_buffer_t* str_buffer_create(const char* s, int n);
 // Copy of a C string; a null or empty s gives an empty buffer of capacity 1.
 _str_buffer_t* str_buffer_create(const char* s);
-// Copy of other's len bytes (embedded NULs included); null for a null other.
+// Copy of other's len bytes (embedded NULs included); null for a null other
+// and, since it has no bytes to copy, for an empty one.
 _str_buffer_t* str_buffer_create(const _str_buffer_t* other);
 // Frees data and the header; null is ignored.
 void str_buffer_free(_str_buffer_t* buf);
