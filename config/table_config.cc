@@ -17,14 +17,15 @@ bool same(const _str_buffer_t* buf, const char* s) {
 
 _DArray* history_create() { return darray_create(freeGroupRowid, true); }
 
-// One "group:rowid" piece; null when it is not exactly two non-empty halves.
+// One "group:rowid" piece; null when it does not give exactly two halves
+// (the split drops empty ones).
 group_rowid_t* parse_piece(const _str_buffer_t* piece) {
   _DArray* halves = config_split_list(piece->data, ':');
   group_rowid_t* record = nullptr;
   if (halves != nullptr && darray_length(halves) == 2) {
     const _str_buffer_t* name = slot_as<_str_buffer_t>(darray_get_by_index(halves, 0));
     const _str_buffer_t* rowid = slot_as<_str_buffer_t>(darray_get_by_index(halves, 1));
-    if (name->len > 0 && rowid->len > 0) record = group_rowid_create(name->data, atoi(rowid->data));
+    record = group_rowid_create(name->data, atoi(rowid->data));
   }
   darray_destroy(halves);
   return record;

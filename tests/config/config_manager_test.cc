@@ -89,6 +89,13 @@ TEST_F(ConfigManagerTest, VersionStampDecidesWhetherTheRootIsWiped) {
     EXPECT_TRUE(Logged("1:检查引擎版本是否变更 \n"));
     EXPECT_TRUE(Logged("2:引擎版本变更，删除所有索引根目录 \n"));
     EXPECT_TRUE(Logged("2:配置对象初始化路径为 " + root_ + " \n"));
+    for (const char* line :
+         {"1:读取分组配置文件 \n", "1:分组配置文件不存在或者无任何配置 \n", "1:读取MobileSearch配置文件 \n",
+          "1:MobileSearch配置文件或者无任何配置 \n", "1:读取老rowid配置文件 \n",
+          "1:老rowid文件不存在或者无任何配置 \n", "1:读取新rowid配置文件 \n",
+          "1:新rowid文件不存在或者无任何配置 \n"}) {
+      EXPECT_TRUE(Logged(line)) << line;
+    }
     m->addIndex("contact", "main", "friend", nullptr, "id", "name", nullptr, nullptr, nullptr,
                 nullptr);
   }
@@ -138,6 +145,10 @@ TEST_F(ConfigManagerTest, FilesAfterChangesAndTheSameStateAfterRestart) {
     ASSERT_EQ(m->addIndex("msg", "chat", "message", "g2", "msgId", "content", nullptr, nullptr,
                           nullptr, nullptr),
               0);
+    EXPECT_TRUE(Logged(
+        "2:注册索引: index_name:msg group_name:g2 db_name:chat table_name:message "
+        "key_field:msgId index_fields:content where_condition:(null) tab_pinyin_field:(null) "
+        "profile_fields:(null) notoken_fields:(null)   \n"));
     m->setScanMaxRowid("friend", "main", "contact", "default", 120);
     m->updateIndexGroup("main", "friend", "contact", "g2");  // carries 120 over
     m->setScanMaxRowid("friend", "main", "contact", "g2", 1534);
