@@ -20,8 +20,8 @@ namespace mobile_search {
 
 class DirtyMap {
  public:
-  static const uint32_t kChunkBits = 12;
-  static const uint32_t kChunkSize = 1u << kChunkBits;
+  static constexpr uint32_t kChunkBits = 12;
+  static constexpr uint32_t kChunkSize = 1u << kChunkBits;
 
   // Forgets all marks and covers `size` bytes.
   void reset(uint32_t size);

@@ -43,8 +43,8 @@ namespace mobile_search {
 // The stored document record; a view of 19 packed bytes (alignment 1, so a
 // pointer into mapped memory is always valid).
 struct pkey_docid_t {
-  static const unsigned int kSize = 19;
-  static const unsigned int kInlineKey = 8;
+  static constexpr unsigned int kSize = 19;
+  static constexpr unsigned int kInlineKey = 8;
   unsigned char bytes[kSize];
 
   unsigned int tableId() const { return DecodeFixed32(bytes); }
@@ -59,7 +59,7 @@ struct pkey_docid_t {
 
 class DocIdManager {
  public:
-  static const unsigned int kRecordsPerFile = 110376;
+  static constexpr unsigned int kRecordsPerFile = 110376;
 
   DocIdManager();
   virtual ~DocIdManager();

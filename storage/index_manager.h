@@ -32,7 +32,7 @@ class DocIdManager;
 
 // The stored posting; a view of 11 packed bytes (alignment 1).
 struct _idx2_unit_t {
-  static const unsigned int kSize = 11;
+  static constexpr unsigned int kSize = 11;
   unsigned char bytes[kSize];
 
   unsigned int sign() const { return DecodeFixed32(bytes); }
@@ -51,7 +51,7 @@ struct _idx2_unit_t {
 
 class IndexManager {
  public:
-  static const unsigned int kRecordsPerFile = 190650;
+  static constexpr unsigned int kRecordsPerFile = 190650;
 
   IndexManager();
   virtual ~IndexManager();

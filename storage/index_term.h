@@ -45,7 +45,7 @@ typedef bool (*term_valid_fn)(void* user, unsigned int docid, int field, void* a
 
 class IndexTerm {
  public:
-  static const unsigned int kEnd = 0x7FFFFFFF;  // returned by next/seek at the end
+  static constexpr unsigned int kEnd = 0x7FFFFFFF;  // returned by next/seek at the end
 
   IndexTerm(unsigned int sign, unsigned char tag, term_valid_fn valid, void* user, _DArray* arr);
   virtual ~IndexTerm();

@@ -3,6 +3,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <new>
+#include <unordered_map>
+#include <vector>
 
 #include "foundation/file_util.h"
 #include "storage/byte_order.h"
@@ -115,35 +117,66 @@ int LogManager::log_pretreat(_DArray* out, int limit, BinarySet* set) {
       darray_set_by_index(pairs, b + k, t);
     }
   }
+  int rc = 1;
+  try {
+    rc = reduce(pairs, out, limit, set);
+  } catch (...) {
+    rc = 1;  // out of memory for the lookup index
+  }
+  darray_destroy(pairs);
+  return rc;
+}
+
+// The reduction, oldest pair first. reverse_find_log(pairs, i, d, op) asks for
+// the highest index <= i holding (d, op); all pairs above i are already gone,
+// so that is the last index of (d, op) still on record. Keeping those indices
+// per (doc id, operation) answers it without rescanning the log each time.
+int LogManager::reduce(_DArray* pairs, _DArray* out, int limit, BinarySet* set) {
+  std::unordered_map<unsigned long long, std::vector<unsigned int>> where;
+  auto key = [](unsigned long long d, unsigned long long op) { return (d << 3) | op; };
+  unsigned int n = darray_length(pairs);
+  for (unsigned int i = 0; i < n; i += 2) {
+    unsigned long long op = darray_get_by_index(pairs, i + 1);
+    if (op == 1 || op == 3) where[key(darray_get_by_index(pairs, i), op)].push_back(i);
+  }
+  auto latest = [&](unsigned long long d, unsigned long long op) {
+    auto it = where.find(key(d, op));
+    return (it == where.end() || it->second.empty()) ? -1 : static_cast<int>(it->second.back());
+  };
+  auto rewrite = [&](unsigned int r, unsigned long long d, unsigned long long from, unsigned long long to) {
+    where[key(d, from)].pop_back();  // r is the last index of (d, from)
+    darray_set_by_index(pairs, r + 1, to);
+  };
   while (darray_length(pairs) >= 2) {
     unsigned int i = darray_length(pairs) - 2;
-    int d = static_cast<int>(darray_get_by_index(pairs, i));
+    unsigned long long dv = darray_get_by_index(pairs, i);
     unsigned long long p = darray_get_by_index(pairs, i + 1);
+    int d = static_cast<int>(dv);
+    if (p == 1 || p == 3) where[key(dv, p)].pop_back();  // the pair being handled
     if (p == 2 || p == 3) {
       // An addition followed by its deletion cancels out.
-      int r = reverse_find_log(pairs, static_cast<int>(i), d, 1);
+      int r = latest(dv, 1);
       if (r < 0) {
-        darray_append(out, static_cast<unsigned long long>(static_cast<unsigned int>(d)));
+        darray_append(out, dv);
         darray_append(out, p);
       } else {
-        darray_set_by_index(pairs, static_cast<unsigned int>(r) + 1, kCancelled);
+        rewrite(static_cast<unsigned int>(r), dv, 1, kCancelled);
       }
     } else if (p == 1) {
-      int r = reverse_find_log(pairs, static_cast<int>(i), d, 3);
+      int r = latest(dv, 3);
       int at = set == nullptr ? -1 : set->is_in_set(d);
       if (r < 0) {
         // Exactly index 0 of the set, not "found anywhere": kept as it is.
         if (d < limit && at == 0) {
-          darray_append(out, static_cast<unsigned long long>(static_cast<unsigned int>(d)));
+          darray_append(out, dv);
           darray_append(out, 1ull);
         }
       } else if (!(d < limit && at < 0)) {
-        darray_set_by_index(pairs, static_cast<unsigned int>(r) + 1, 2ull);  // the revive becomes an addition
+        rewrite(static_cast<unsigned int>(r), dv, 3, 2ull);  // the revive becomes an addition
       }
     }
     darray_delete(pairs, i, 2);
   }
-  darray_destroy(pairs);
   return 0;
 }
 

@@ -25,7 +25,7 @@ namespace mobile_search {
 
 class LogManager {
  public:
-  static const unsigned int kRecordSize = 8;
+  static constexpr unsigned int kRecordSize = 8;
 
   LogManager();
   virtual ~LogManager();
@@ -62,6 +62,7 @@ class LogManager {
 
  private:
   void removeOldLog();
+  int reduce(_DArray* pairs, _DArray* out, int limit, BinarySet* set);
 
   BinarySet* set_;
   unsigned int count;

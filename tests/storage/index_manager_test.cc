@@ -1,0 +1,196 @@
+#include "storage/index_manager.h"
+
+#include <algorithm>
+#include <map>
+#include <random>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "gtest/gtest.h"
+#include "storage/doc_id_manager.h"
+#include "test_util.h"
+
+namespace mobile_search {
+namespace {
+
+struct Posting {
+  unsigned int sign, docid;
+  unsigned char field, weight, bits;
+};
+
+// Postings of a term as (24-bit doc id, field, weight, bits), sorted.
+typedef std::vector<std::tuple<unsigned int, int, int, int>> Flat;
+
+Flat FromTerm(IndexTerm& t) {
+  Flat out;
+  for (int i = 0; i < t.getDocCount(); ++i) {
+    doc_union_t u = t.getDoc(static_cast<unsigned int>(i));
+    out.emplace_back(u.docid(), u.field(), u.weight(), u.bits());
+  }
+  std::sort(out.begin(), out.end());
+  return out;
+}
+
+Flat FromModel(const std::vector<Posting>& all, unsigned int sign, int field) {
+  Flat out;
+  for (const Posting& p : all) {
+    if (p.sign == sign && (field == -1 || field == p.field)) out.emplace_back(p.docid & 0xFFFFFF, p.field, p.weight, p.bits);
+  }
+  std::sort(out.begin(), out.end());
+  return out;
+}
+
+bool SortedFile(const std::string& bytes) {
+  auto key = [&](size_t i) {
+    const unsigned char* p = reinterpret_cast<const unsigned char*>(bytes.data()) + i * 11;
+    return std::make_pair(DecodeFixed32(p), DecodeFixed32(p + 4));
+  };
+  for (size_t i = 1; i < bytes.size() / 11; ++i) {
+    if (key(i - 1) > key(i)) return false;
+  }
+  return true;
+}
+
+TEST(IndexManagerTest, FullFilesAreSortedAndGetTermMatchesAModelAcrossFiles) {
+  ks_test::TempDir dir;
+  std::mt19937 rng(3);
+  std::vector<Posting> all;
+  const unsigned int n = 3 * IndexManager::kRecordsPerFile + 7000;
+  {
+    IndexManager idx;
+    ASSERT_EQ(0, idx.open(dir.path().c_str(), "allin"));
+    idx.setAutoSave(false);
+    for (unsigned int i = 0; i < n; ++i) {
+      // A few frequent terms, many rare ones; doc ids grow like a real scan.
+      unsigned int sign = (rng() % 4 == 0) ? 1 + rng() % 5 : 100 + rng() % 50000;
+      Posting p{sign, i / 8, static_cast<unsigned char>(rng() % 4), static_cast<unsigned char>(1 + rng() % 20),
+                static_cast<unsigned char>(rng() % 32)};
+      all.push_back(p);
+      ASSERT_GE(idx.addTerm(p.sign, p.docid, p.field, p.weight, p.bits), 0);
+      if (i == IndexManager::kRecordsPerFile) {
+        // The 190,651st posting started file 1; file 0 was sorted and
+        // written back whole.
+        EXPECT_EQ(2, idx.getStore()->blockNumber());
+        std::string file0 = ks_test::ReadFile(dir.file("idx_0/allin-0"));
+        ASSERT_EQ(2097152u, file0.size());
+        EXPECT_TRUE(SortedFile(file0.substr(0, 2097150)));
+      }
+    }
+    EXPECT_EQ(n, idx.get_max_pos());
+    EXPECT_EQ(0, idx.saveRecentTerms(10));
+    EXPECT_EQ(-1, idx.saveRecentTerms(static_cast<int>(n) + 1));
+    idx.save();
+  }
+  for (int f = 0; f < 3; ++f) {
+    EXPECT_TRUE(SortedFile(ks_test::ReadFile(dir.file("idx_0/allin-" + std::to_string(f))).substr(0, 2097150)));
+  }
+
+  IndexManager idx;
+  ASSERT_EQ(0, idx.open(dir.path().c_str(), "allin"));
+  std::vector<unsigned int> signs = {1, 2, 5, 6, all.back().sign, all[3].sign, all[n / 2].sign, 99};
+  for (unsigned int sign : signs) {
+    for (int field : {-1, 2}) {
+      IndexTerm t(sign, 0, nullptr, nullptr, nullptr);
+      ASSERT_EQ(0, idx.getTerm(sign, &t, field));
+      ASSERT_EQ(FromModel(all, sign, field), FromTerm(t)) << "sign " << sign << " field " << field;
+    }
+  }
+}
+
+struct CallLog {
+  std::vector<int> fields;
+};
+bool RejectOdd(void* user, unsigned int docid, int field, void* arr) {
+  static_cast<CallLog*>(user)->fields.push_back(field);
+  EXPECT_EQ(nullptr, arr);
+  return docid % 2 == 1;
+}
+
+TEST(IndexManagerTest, ValidityCallbackFieldFilterAndCursorOperations) {
+  ks_test::TempDir dir;
+  IndexManager idx;
+  ASSERT_EQ(0, idx.open(dir.path().c_str(), "allin"));
+  for (unsigned int d : {12u, 3u, 10u, 11u}) idx.addTerm(77, d, static_cast<unsigned char>(d % 3), 5, 1);
+  idx.addTerm(77, (1u << 24) + 4, 2, 9, 8);  // stored whole, kept as 24 bits
+  idx.addTerm(78, 3, 0, 1, 1);
+
+  CallLog calls;
+  IndexTerm one(77, 0, RejectOdd, &calls, nullptr);
+  ASSERT_EQ(0, idx.getTerm(77, &one, 2));
+  EXPECT_EQ(std::vector<int>({-1, -1}), calls.fields);  // docs 11 and 2^24+4 have field 2
+  EXPECT_EQ(1, one.getDocCount());                      // 11 rejected as odd
+  EXPECT_EQ(4u, one.getDoc(0).docid());
+
+  calls.fields.clear();
+  IndexTerm all(77, 0, RejectOdd, &calls, nullptr);
+  ASSERT_EQ(0, idx.getTerm(77, &all, -1));
+  EXPECT_EQ(std::vector<int>({0, 0, 1, 2, 2}), calls.fields);
+  all.sort();
+  ASSERT_EQ(3, all.getDocCount());
+  doc_union_t u;
+  EXPECT_EQ(4u, all.next(u));
+  EXPECT_EQ(9, u.weight());
+  EXPECT_EQ(8, u.bits());
+  EXPECT_EQ(10u, all.seek(10, u));  // consumed
+  EXPECT_EQ(12u, all.seek(11, u));  // not consumed
+  EXPECT_EQ(12u, all.next(u));
+  EXPECT_EQ(IndexTerm::kEnd, all.next(u));
+  EXPECT_EQ(IndexTerm::kEnd, all.seek(1, u));
+
+  EXPECT_EQ(1, all.validDoc(doc_union_t::make(10, 1, 0, 0), nullptr));
+  EXPECT_EQ(0, all.validDoc(doc_union_t::make(10, 2, 0, 0), nullptr));
+  EXPECT_EQ(0, all.validDoc(doc_union_t::make(3, 0, 0, 0), nullptr));
+
+  IndexManager closed;
+  IndexTerm t(1, 0, nullptr, nullptr, nullptr);
+  EXPECT_EQ(-1, closed.getTerm(1, &t, -1));
+  EXPECT_EQ(-1, closed.addTerm(1, 1, 0, 1, 1));
+  EXPECT_EQ(-1, closed.open("", "allin"));
+  ASSERT_TRUE(ks_test::WriteFile(dir.file("plain"), "x"));
+  EXPECT_EQ(-1, closed.open(dir.file("plain").c_str(), "allin"));
+}
+
+TEST(IndexManagerTest, CompactionStepsCopyLiveRenumberedPostingsAndCarryOverNewOnes) {
+  ks_test::TempDir dir;
+  DocIdManager docs;
+  ASSERT_EQ(0, docs.open(dir.file("live").c_str()));
+  IndexManager live;
+  ASSERT_EQ(0, live.open(dir.file("live").c_str(), "allin"));
+  for (int d = 0; d < 8; ++d) {
+    ASSERT_EQ(d, docs.addPKey(1, ("k" + std::to_string(d)).c_str(), 1, 0));
+    live.addTerm(500, d, 0, 3, 1);
+    live.addTerm(600 + d % 2, d, 1, 4, 2);
+  }
+  docs.delDocid(1);
+  docs.delDocid(3);
+  BinarySet removed;
+  docs.getAllDelDocid(&removed);
+
+  IndexManager copy;
+  ASSERT_EQ(0, copy.open(dir.file("copy").c_str(), "allin"));
+  copy.setAutoSave(false);
+  // Snapshot: 5 documents; 5..7 arrive "during" compaction.
+  ASSERT_EQ(0, live.copy_block(&copy, static_cast<int>(live.get_max_pos()), 5, &removed, &docs));
+  IndexTerm t500(500, 0, nullptr, nullptr, nullptr);
+  copy.getTerm(500, &t500, -1);
+  EXPECT_EQ(Flat({{0, 0, 3, 1}, {1, 0, 3, 1}, {2, 0, 3, 1}}), FromTerm(t500));
+
+  BinarySet keep;
+  keep.add(5);
+  keep.add(7);
+  ASSERT_EQ(0, copy.compose_rest_by_log(&live, 5, static_cast<int>(live.get_max_pos()), &keep, 3));
+  IndexTerm t601(601, 0, nullptr, nullptr, nullptr);
+  copy.getTerm(601, &t601, -1);
+  // Old 5 and 7 become 3 and 4; 6 was not kept, and 1 and 3 were deleted.
+  EXPECT_EQ(Flat({{3, 1, 4, 2}, {4, 1, 4, 2}}), FromTerm(t601));
+  copy.close();
+
+  IndexManager reopened;
+  ASSERT_EQ(0, reopened.open(dir.file("copy").c_str(), "allin"));
+  EXPECT_EQ(3u + 3u + 2u + 2u, reopened.get_max_pos());
+  EXPECT_EQ(1, live.copy_block(nullptr, 1, 1, nullptr, nullptr));
+}
+
+}  // namespace
+}  // namespace mobile_search
