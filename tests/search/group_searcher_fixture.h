@@ -116,6 +116,36 @@ inline void ExpectGroupMatches(GroupSearcher* gs, const DocModel& model,
   EXPECT_EQ(model.size(), LiveCount(gs));
 }
 
+// Walks every stored posting: each must belong to a live document (so a
+// compacted group holds no posting of a deleted one), and each document of
+// the model must hold its tag. Cheaper than a lookup per document for big
+// groups, whose active data file every lookup scans.
+inline void ExpectPostingsOnlyOfLiveDocuments(GroupSearcher* gs, const DocModel& model) {
+  DocIdManager* docs = gs->getIndexMgr()->doc_mgr;
+  mobile_search::BlockFiles* store = gs->getIndexMgr()->index_mgr->getStore();
+  std::map<unsigned int, std::set<unsigned int>> signs;  // doc id -> term signs
+  for (int f = 0; f < store->blockNumber(); ++f) {
+    unsigned int len = 0;
+    const unsigned char* base = static_cast<const unsigned char*>(store->getBlockAddress(f, len));
+    ASSERT_NE(nullptr, base);
+    for (unsigned int off = 0; off + mobile_search::_idx2_unit_t::kSize <= len;
+         off += mobile_search::_idx2_unit_t::kSize) {
+      const auto* rec = reinterpret_cast<const mobile_search::_idx2_unit_t*>(base + off);
+      ASSERT_LT(rec->docid(), docs->getDocNumber());
+      ASSERT_EQ(0, docs->isDocidDel(rec->docid())) << rec->docid();
+      signs[rec->docid()].insert(rec->sign());
+    }
+  }
+  for (const auto& kv : model) {
+    int id = docs->getDocid(TableId(), kv.first.c_str());
+    ASSERT_GE(id, 0) << kv.first;
+    unsigned int sign =
+        mobile_search::idx_sign32(kv.second.c_str(), static_cast<unsigned int>(kv.second.size()));
+    EXPECT_EQ(1u, signs[static_cast<unsigned int>(id)].count(sign)) << kv.first;
+  }
+  EXPECT_EQ(model.size(), LiveCount(gs));
+}
+
 // A fresh root with the table registered in the group "default", and an
 // open searcher on that group.
 class GroupFixture : public ::testing::Test {
@@ -124,9 +154,10 @@ class GroupFixture : public ::testing::Test {
     mgr_ = new ConfigManager(tmp_.path().c_str());
     ASSERT_TRUE(mgr_->isOk());
     RegisterTable(mgr_, "msg", nullptr);
-    gs_ = new GroupSearcher();
+    gs_ = makeSearcher();
     ASSERT_EQ(0, gs_->open(mgr_, "default"));
   }
+  virtual GroupSearcher* makeSearcher() { return new GroupSearcher(); }
   void TearDown() override {
     delete gs_;
     delete mgr_;
