@@ -31,7 +31,7 @@ bool BaseTokenizer::appendTerm(const char* begin, const char* end, unsigned char
     sign = idx_sign32(begin, n);
   } else {
     // Terms are short; a long whole-run term only reaches here unfolded.
-    char local[128];
+    char local[64] = {0};
     char* term = n <= sizeof(local) ? local : static_cast<char*>(malloc(n));
     if (term == nullptr) return false;
     for (unsigned int i = 0; i < n; ++i) term[i] = upperAscii(begin[i]);

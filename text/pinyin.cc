@@ -130,13 +130,20 @@ void pinyin_t_free(pinyin_t* p) {
 
 namespace {
 
+// Each character has at most one row, so a binary search by character finds
+// the same row a scan from the start would.
 const char* commonReading(const char* hz) {
-  for (int i = 0; i < kCommonHanziCount; ++i) {
-    const unsigned char* row = kCommonHanziTable[i];
-    if (row[0] == static_cast<unsigned char>(hz[0]) &&
-        row[1] == static_cast<unsigned char>(hz[1]) &&
-        row[2] == static_cast<unsigned char>(hz[2])) {
-      return reinterpret_cast<const char*>(row + 8);
+  int low = 0;
+  int high = kCommonHanziCount - 1;
+  while (low <= high) {
+    const int mid = low + (high - low) / 2;
+    const unsigned char* row = kCommonHanziTable[kCommonHanziByCode[mid]];
+    const int c = memcmp(row, hz, 3);
+    if (c == 0) return reinterpret_cast<const char*>(row + 8);
+    if (c < 0) {
+      low = mid + 1;
+    } else {
+      high = mid - 1;
     }
   }
   return nullptr;

@@ -12,6 +12,8 @@
 //                      pinyin; 16-byte rows:
 //                        bytes 0..7   UTF-8 form (3 bytes), zero-padded
 //                        bytes 8..15  pinyin (at most 6 letters), zero-padded
+//   kCommonHanziByCode the row numbers of kCommonHanziTable in code point
+//                      order, for binary search by character.
 //   kPinyinSyllables   the toneless Mandarin syllables, zero-padded 7-byte
 //                      rows in byte order ("a", "ai", ... "zuo").
 //   kPinyinInitials    "zh", "ch", "sh".
@@ -34,6 +36,7 @@ namespace mobile_search {
 enum { kCommonHanziRow = 16, kPinyinSyllableRow = 7 };
 
 extern const unsigned char kCommonHanziTable[][kCommonHanziRow];
+extern const unsigned short kCommonHanziByCode[];
 extern const int kCommonHanziCount;
 
 extern const char kPinyinSyllables[][kPinyinSyllableRow];

@@ -40,7 +40,8 @@ table). kTGH is chosen over GB 2312 (kGB0) because it is the current
 standard list: GB 2312 dates from 1980, misses characters now in everyday
 use and carries obsolete ones. Characters outside U+4E00..U+9FA5 are left
 out, because rows hold a three-byte UTF-8 form. Rows are sorted by pinyin,
-then by code point.
+then by code point; a second array lists the row numbers in code point order
+for lookups by character.
 
 Syllable table: the toneless syllables that occur among all readings of the
 common characters, sorted in byte order.
@@ -197,6 +198,12 @@ def generate(unihan_dir):
     w("const char kPinyinSyllables[%d][kPinyinSyllableRow] = {" % len(syllables))
     for s in syllables:
         w("    %s," % c_string(s))
+    w("};")
+    w("")
+    w("const unsigned short kCommonHanziByCode[%d] = {" % len(common))
+    by_code = sorted(range(len(common)), key=lambda i: common[i][1])
+    for start in range(0, len(by_code), 12):
+        w("    " + " ".join("%d," % i for i in by_code[start:start + 12]))
     w("};")
     w("")
     w("const int kCommonHanziCount = %d;" % len(common))

@@ -153,6 +153,11 @@ TEST(Pinyin, Hz2pyGivesOneReading) {
   EXPECT_EQ("<null>", Hz2py("", 3));
   EXPECT_EQ("<null>", Hz2py(nullptr, 3));
 
+  // Every common character is found through the by-character index.
+  for (int i = 0; i < kCommonHanziCount; ++i) {
+    ASSERT_EQ(Row(i, 8), Hz2py(reinterpret_cast<const char*>(kCommonHanziTable[i]), 3)) << i;
+  }
+
   char* s = hz2pyConvertSingle("乐", 3);
   ASSERT_NE(nullptr, s);
   EXPECT_STREQ("le", s);
