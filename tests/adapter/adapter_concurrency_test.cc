@@ -14,13 +14,9 @@
 #include "adapter_fixture.h"
 #include "test_util.h"
 
-namespace mobile_search {
+namespace adapter_test {
 namespace {
 
-using adapter_test::Engine;
-using adapter_test::HostDb;
-using adapter_test::LogCapture;
-using adapter_test::Word;
 
 const char kKey[] = "concurrency-key";
 
@@ -105,4 +101,4 @@ TEST(AdapterConcurrency, WriterAndScannerOnTheSameTable) {
 }
 
 }  // namespace
-}  // namespace mobile_search
+}  // namespace adapter_test

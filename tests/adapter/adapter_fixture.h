@@ -9,6 +9,7 @@
 #include <sqlcipher/sqlite3.h>
 #include <stdlib.h>
 
+#include <memory>
 #include <mutex>
 #include <set>
 #include <string>
@@ -20,6 +21,8 @@
 #include "test_util.h"
 
 namespace adapter_test {
+
+using mobile_search::KSSearchDataAdapter;
 
 // The host's side of a database: its own connection, keyed when a key is given.
 class HostDb {
@@ -193,6 +196,30 @@ class Engine {
   std::string root_;
   mobile_search::Searcher* searcher_ = nullptr;
   mobile_search::KSSearchDataAdapter* adapter_ = nullptr;
+};
+
+// An encrypted host database "app" beside an engine that has it registered.
+class HostedEngineTest : public ::testing::Test {
+ protected:
+  // Creates the database with the statements of `schema`, then the engine.
+  void SetUpHosted(const char* key, const std::vector<std::string>& schema) {
+    LogCapture::Install();
+    db_path_ = dir_.file("app.db");
+    host_.reset(new HostDb(db_path_, key));
+    for (const std::string& sql : schema) host_->Exec(sql);
+    engine_.reset(new Engine(dir_.file("root")));
+    ASSERT_EQ(0, adapter()->addDB("app", db_path_.c_str(), key, false));
+  }
+  void TearDown() override {
+    engine_.reset();
+    host_.reset();
+  }
+  KSSearchDataAdapter* adapter() { return engine_->adapter(); }
+
+  ks_test::TempDir dir_;
+  std::string db_path_;
+  std::unique_ptr<HostDb> host_;
+  std::unique_ptr<Engine> engine_;
 };
 
 }  // namespace adapter_test

@@ -8,33 +8,19 @@
 #include "adapter_fixture.h"
 #include "test_util.h"
 
-namespace mobile_search {
+namespace adapter_test {
 namespace {
 
-using adapter_test::Engine;
-using adapter_test::HostDb;
-using adapter_test::LogCapture;
-using adapter_test::Word;
 
 const char kKey[] = "hook-key";
 
-class ChangeHookTest : public ::testing::Test {
+class ChangeHookTest : public HostedEngineTest {
  protected:
   void SetUp() override {
-    LogCapture::Install();
-    db_path_ = dir_.file("app.db");
-    host_.reset(new HostDb(db_path_, kKey));
-    host_->Exec("CREATE TABLE msgs(mid TEXT, body TEXT, status INTEGER)");
-    host_->Exec("CREATE TABLE other(x TEXT)");
-    engine_.reset(new Engine(dir_.file("root")));
-    ASSERT_EQ(0, adapter()->addDB("app", db_path_.c_str(), kKey, false));
-  }
-  void TearDown() override {
-    engine_.reset();
-    host_.reset();
+    SetUpHosted(kKey, {"CREATE TABLE msgs(mid TEXT, body TEXT, status INTEGER)",
+                       "CREATE TABLE other(x TEXT)"});
   }
 
-  KSSearchDataAdapter* adapter() { return engine_->adapter(); }
   void Insert(const std::string& key, const std::string& body, int status = 1) {
     host_->Exec("INSERT INTO msgs VALUES('" + key + "','" + body + "'," +
                 std::to_string(status) + ")");
@@ -42,11 +28,6 @@ class ChangeHookTest : public ::testing::Test {
   bool Finds(const char* index, const std::string& word, const std::string& key) {
     return engine_->Finds(index, word, key);
   }
-
-  ks_test::TempDir dir_;
-  std::string db_path_;
-  std::unique_ptr<HostDb> host_;
-  std::unique_ptr<Engine> engine_;
 };
 
 TEST_F(ChangeHookTest, InsertsUpdatesAndDeletesAreFollowed) {
@@ -183,4 +164,4 @@ TEST_F(ChangeHookTest, ProcessingFunctionAppliesToHookedRows) {
 }
 
 }  // namespace
-}  // namespace mobile_search
+}  // namespace adapter_test

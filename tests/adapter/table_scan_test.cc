@@ -13,32 +13,18 @@
 #include "adapter_fixture.h"
 #include "test_util.h"
 
-namespace mobile_search {
+namespace adapter_test {
 namespace {
 
-using adapter_test::Engine;
-using adapter_test::HostDb;
-using adapter_test::LogCapture;
-using adapter_test::Word;
 
 const char kKey[] = "scan-key";
 
-class TableScanTest : public ::testing::Test {
+class TableScanTest : public HostedEngineTest {
  protected:
   void SetUp() override {
-    LogCapture::Install();
-    db_path_ = dir_.file("app.db");
-    host_.reset(new HostDb(db_path_, kKey));
-    host_->Exec("CREATE TABLE msgs(mid TEXT, body TEXT, flag INTEGER, data BLOB)");
-    engine_.reset(new Engine(dir_.file("root")));
-    ASSERT_EQ(0, adapter()->addDB("app", db_path_.c_str(), kKey, false));
-  }
-  void TearDown() override {
-    engine_.reset();
-    host_.reset();
+    SetUpHosted(kKey, {"CREATE TABLE msgs(mid TEXT, body TEXT, flag INTEGER, data BLOB)"});
   }
 
-  KSSearchDataAdapter* adapter() { return engine_->adapter(); }
   static std::string Key(int i) { return "k" + std::to_string(i); }
   // Rows 1..n with row ids 1..n; flag is i % 2; data holds Word(500 + i).
   void InsertRows(int n) {
@@ -56,11 +42,6 @@ class TableScanTest : public ::testing::Test {
     }
     host_->Exec("COMMIT");
   }
-
-  ks_test::TempDir dir_;
-  std::string db_path_;
-  std::unique_ptr<HostDb> host_;
-  std::unique_ptr<Engine> engine_;
 };
 
 TEST_F(TableScanTest, BatchesOfFiftyRereadTheBoundaryRow) {
@@ -241,4 +222,4 @@ TEST_F(TableScanTest, BadInputGivesCodesAndMessages) {
 }
 
 }  // namespace
-}  // namespace mobile_search
+}  // namespace adapter_test
