@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -277,6 +278,23 @@ TEST_F(SearcherTest, SeveralGroups) {
   EXPECT_GT(searcher_.getTotalBytes(), 0u);
 }
 
+TEST_F(SearcherTest, CompactionOfAllGroupsKeepsSearchResults) {
+  AddBasicDocs();
+  ASSERT_EQ(0, Add("message", "m3", "张三", "tail"));
+  ASSERT_EQ(0, searcher_.delDoc(kIndex, kDb, "message", "m1"));
+  Register("message", "msg_id", "g2");  // a second, empty group
+  // The default group is compacted (0); the empty group has nothing to do
+  // (10), and that first non-zero result is what comes back.
+  EXPECT_EQ(10, searcher_.ellipse_index(true));
+  EXPECT_EQ(0, searcher_.getDelNum("default"));
+  EXPECT_EQ(3u, DocCount("default"));
+  // Survivors are renumbered densely: m2 0, c1 1, m3 2.
+  EXPECT_EQ(AllJson({TableJson("message", 2, {{"m3", 2, 0, 180, "default"},
+                                              {"m2", 0, 1, 80, "default"}}),
+                     TableJson("contact", 1, {{"c1", 1, 0, 133, "default"}})}),
+            Search("张三"));
+}
+
 TEST_F(SearcherTest, DataSurviveReopeningTheRoot) {
   AddBasicDocs();
   const std::string before = Search("张三");
@@ -377,6 +395,45 @@ TEST_F(SearcherTest, QueryStringLanguage) {
   EXPECT_EQ(nullptr, searcher_.doSearch(static_cast<const char*>(nullptr)));
   // A value may hold "=": the query is "a=b", which nothing matches.
   EXPECT_EQ("<null>", Take(searcher_.doSearch("index_name=chat&query=a=b")));
+}
+
+// Searches from two threads while a third adds rows: every search sees a
+// consistent group (found counts never go back) and the last sees all rows.
+TEST(SearcherConcurrency, SearchesRunBesideUpdates) {
+  ks_test::TempDir dir;
+  Searcher searcher;
+  ASSERT_EQ(0, searcher.open(dir.path().c_str(), 0));
+  ASSERT_EQ(0, searcher.addIndex(kIndex, kDb, "message", "msg_id", "name,content,tag",
+                                 "", "name", "extra", "tag", nullptr));
+  constexpr int kRows = 120;
+  auto found = [&searcher]() {
+    const std::string json = Take(searcher.doSearch(kIndex, nullptr, "apple", 0, 5, false));
+    const size_t at = json.find("\"docs_found\":");
+    return at == std::string::npos ? 0 : atoi(json.c_str() + at + 13);
+  };
+  std::thread writer([&searcher]() {
+    for (int i = 0; i < kRows; ++i) {
+      const std::string key = "k" + std::to_string(i);
+      const std::string content = "apple pie " + std::to_string(i);
+      const char* values[] = {"张三", content.c_str(), "", ""};
+      ASSERT_EQ(0, searcher.addDoc(kIndex, kDb, "message", key.c_str(), 4,
+                                   const_cast<char**>(values)));
+    }
+  });
+  std::vector<std::thread> readers;
+  for (int r = 0; r < 2; ++r) {
+    readers.emplace_back([&found]() {
+      int last = 0;
+      for (int i = 0; i < 60; ++i) {
+        const int now = found();
+        EXPECT_GE(now, last);
+        last = now;
+      }
+    });
+  }
+  writer.join();
+  for (std::thread& t : readers) t.join();
+  EXPECT_EQ(kRows, found());
 }
 
 }  // namespace
