@@ -11,10 +11,14 @@ int IndexTerm::addDoc(unsigned int docid, unsigned char field, unsigned char wei
                       bool allFields) {
   if (valid != nullptr && valid(user, docid, allFields ? field : -1, userArr)) return 0;
   darray_append(docs, doc_union_t::make(docid, field, weight, bits).value);
+  sorted_ = false;
   return 0;
 }
 
-void IndexTerm::sort() { darray_shell_sort(docs, docid_cmp); }
+void IndexTerm::sort() {
+  darray_shell_sort(docs, docid_cmp);
+  sorted_ = true;
+}
 
 doc_union_t IndexTerm::getDoc(unsigned int i) const {
   doc_union_t u;
@@ -40,13 +44,29 @@ unsigned int IndexTerm::seek(unsigned int docid, doc_union_t& out) {
   return out.docid();
 }
 
+unsigned int IndexTerm::lowerBound(unsigned int docid) const {
+  unsigned int lo = 0, hi = darray_length(docs);
+  while (lo < hi) {
+    unsigned int mid = lo + (hi - lo) / 2;
+    if (getDoc(mid).docid() < docid) {
+      lo = mid + 1;
+    } else {
+      hi = mid;
+    }
+  }
+  return lo;
+}
+
 int IndexTerm::validDoc(doc_union_t u, _DArray* fields) {
   // `fields` never changes the answer (a match is a match whether or not its
   // field is listed), so it is not consulted.
   (void)fields;
   unsigned int n = darray_length(docs);
-  for (unsigned int i = 0; i < n; ++i) {
+  // Sorted postings: only the run of u's doc id can match, which gives the
+  // same answer as a full scan.
+  for (unsigned int i = sorted_ ? lowerBound(u.docid()) : 0; i < n; ++i) {
     doc_union_t p = getDoc(i);
+    if (sorted_ && p.docid() != u.docid()) break;
     if (p.docid() == u.docid() && p.field() == u.field()) return 1;
   }
   return 0;

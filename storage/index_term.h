@@ -75,6 +75,8 @@ class IndexTerm {
   doc_union_t getDoc(unsigned int i) const;
 
  private:
+  unsigned int lowerBound(unsigned int docid) const;  // first posting with doc id >= docid
+
   _DArray* userArr;
   _DArray* docs;
   int cursor;
@@ -82,6 +84,7 @@ class IndexTerm {
   unsigned char tag;
   term_valid_fn valid;
   void* user;
+  bool sorted_ = false;  // postings are in doc-id order (sort() ran, nothing added since)
 };
 
 }  // namespace mobile_search

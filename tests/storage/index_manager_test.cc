@@ -142,6 +142,21 @@ TEST(IndexManagerTest, ValidityCallbackFieldFilterAndCursorOperations) {
   EXPECT_EQ(0, all.validDoc(doc_union_t::make(10, 2, 0, 0), nullptr));
   EXPECT_EQ(0, all.validDoc(doc_union_t::make(3, 0, 0, 0), nullptr));
 
+  // validDoc answers the same before and after sorting.
+  std::mt19937 rng(9);
+  IndexTerm random(1, 0, nullptr, nullptr, nullptr);
+  for (int i = 0; i < 300; ++i) random.addDoc(rng() % 100, static_cast<unsigned char>(rng() % 3), 1, 1, true);
+  std::vector<int> before;
+  for (unsigned int d = 0; d < 100; ++d) {
+    for (unsigned char f = 0; f < 4; ++f) before.push_back(random.validDoc(doc_union_t::make(d, f, 0, 0), nullptr));
+  }
+  random.sort();
+  for (unsigned int d = 0, k = 0; d < 100; ++d) {
+    for (unsigned char f = 0; f < 4; ++f, ++k) {
+      ASSERT_EQ(before[k], random.validDoc(doc_union_t::make(d, f, 0, 0), nullptr)) << d << " " << int(f);
+    }
+  }
+
   IndexManager closed;
   IndexTerm t(1, 0, nullptr, nullptr, nullptr);
   EXPECT_EQ(-1, closed.getTerm(1, &t, -1));
