@@ -24,11 +24,13 @@ reading of the character, the most common first.
     readings (it gives tong for 重); it is used only for characters that
     neither modern dictionary covers, which are rare characters whose
     only source it is.
-  * Order: kHanyuPinlu readings by falling frequency, then kMandarin, then
-    the dictionaries in their own order. The corpus is small, so when the
-    next reading occurs at least half as often as the leader (长: zhang 1879,
-    chang 1179) the count cannot tell them apart and the dictionaries'
-    order decides between the two (长 chang|zhang).
+  * Order: kMandarin's reading (the customary reading for the mainland),
+    then the other kHanyuPinlu readings by falling frequency, then the rest
+    of kMandarin and the dictionaries in their own order. kMandarin comes
+    first because the corpus also counts particle uses: by kHanyuPinlu alone
+    呵 would read a (the sentence particle) rather than he.
+  * PREFERRED_FIRST below overrides the first reading of the few characters
+    whose established reading neither guide gives first.
   * The erhua suffix "r" that kHanyuPinlu counts for 儿 is not a reading.
   * A character without any Mandarin reading gets the empty string, so no
     entry is null and lookups never need a null check.
@@ -115,6 +117,12 @@ def append_unique(seq, items):
             seq.append(item)
 
 
+# Established first readings that neither guide gives. 长 (長) is read chang,
+# its citation reading ("long"); the corpus counts zhang higher because of
+# titles such as 校长 and 部长, and kMandarin follows the corpus there.
+PREFERRED_FIRST = {0x957F: ["chang"], 0x9577: ["chang"]}
+
+
 def readings_of(cp, f):
     dictionaries = []
     for field in ("kTGHZ2013", "kXHC1983"):
@@ -123,12 +131,11 @@ def readings_of(cp, f):
                           [toneless(r) for r in dictionary_readings(f[field][cp])])
     mandarin = [toneless(r) for r in f["kMandarin"].get(cp, "").split()]
 
-    pinlu = pinlu_readings(f["kHanyuPinlu"][cp]) if cp in f["kHanyuPinlu"] else []
-    out = [s for s, _ in pinlu]
-    if len(pinlu) > 1 and 2 * pinlu[1][1] >= pinlu[0][1] \
-            and out[0] in dictionaries and out[1] in dictionaries \
-            and dictionaries.index(out[1]) < dictionaries.index(out[0]):
-        out[0], out[1] = out[1], out[0]  # near tie: dictionary order decides
+    pinlu = [syl for syl, _ in pinlu_readings(f["kHanyuPinlu"].get(cp, ""))]
+    out = []
+    append_unique(out, PREFERRED_FIRST.get(cp, []))
+    append_unique(out, mandarin[:1])
+    append_unique(out, pinlu)
     append_unique(out, mandarin)
     append_unique(out, dictionaries)
     if not dictionaries and cp in f["kHanyuPinyin"]:
