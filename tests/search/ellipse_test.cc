@@ -1,7 +1,6 @@
 // Compaction of a group: result codes, purging, changes made while the copy
 // is built, and reopening after a stop in the middle of the swap.
 #include <filesystem>
-#include <functional>
 #include <string>
 #include <thread>
 
@@ -15,19 +14,6 @@ namespace ks_test {
 namespace {
 
 namespace fs = std::filesystem;
-
-// A searcher that runs a test's code at the compaction's stages.
-class StagedSearcher : public GroupSearcher {
- public:
-  static const int kCopying = kStageCopying;
-  static const int kCopied = kStageCopied;
-  std::function<void(int)> on_stage;
-
- protected:
-  void onEllipseStage(EllipseStage stage) override {
-    if (on_stage) on_stage(stage);
-  }
-};
 
 std::string Key(int i) { return "k" + std::to_string(i); }
 std::string Tag(int i, int version) {

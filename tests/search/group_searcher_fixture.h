@@ -11,6 +11,7 @@
 
 #include <string.h>
 
+#include <functional>
 #include <map>
 #include <set>
 #include <string>
@@ -145,6 +146,19 @@ inline void ExpectPostingsOnlyOfLiveDocuments(GroupSearcher* gs, const DocModel&
   }
   EXPECT_EQ(model.size(), LiveCount(gs));
 }
+
+// A searcher that runs a test's code at the compaction's stages.
+class StagedSearcher : public GroupSearcher {
+ public:
+  static const int kCopying = kStageCopying;
+  static const int kCopied = kStageCopied;
+  std::function<void(int)> on_stage;
+
+ protected:
+  void onEllipseStage(EllipseStage stage) override {
+    if (on_stage) on_stage(stage);
+  }
+};
 
 // A fresh root with the table registered in the group "default", and an
 // open searcher on that group.
