@@ -29,9 +29,10 @@ TEST(AdapterConcurrency, WriterAndScannerOnTheSameTable) {
   LogCapture::Install();
   ks_test::TempDir dir;
   const std::string path = dir.file("app.db");
-  const int kInitialRows = 300;
+  const int kInitialRows = 1000;
   const int kWrites = 200;
   HostDb writer(path, kKey, /*wal=*/true);
+  writer.Exec("PRAGMA synchronous=NORMAL;");
   writer.Exec("CREATE TABLE msgs(mid TEXT, body TEXT)");
   writer.Exec("BEGIN");
   for (int i = 1; i <= kInitialRows; ++i) {
@@ -65,7 +66,10 @@ TEST(AdapterConcurrency, WriterAndScannerOnTheSameTable) {
   std::set<int> deleted;
   std::mt19937 rng(7);
   int next_rowid = kInitialRows + 1;
-  for (int n = 0; n < kWrites; ++n) {
+  int writes_during_scan = 0;
+  // Keeps writing for as long as the scan runs, and kWrites times at least.
+  for (int n = 0; n < kWrites || (!scan_done && n < 100 * kWrites); ++n) {
+    if (!scan_done) ++writes_during_scan;
     int below = progress;
     std::vector<int> eligible;
     for (int r : live) {
@@ -92,6 +96,7 @@ TEST(AdapterConcurrency, WriterAndScannerOnTheSameTable) {
   ASSERT_FALSE(scan_results.empty());
   EXPECT_EQ(0, scan_results.back());
   EXPECT_FALSE(deleted.empty());
+  EXPECT_GT(writes_during_scan, 0);
 
   std::set<std::string> expected;
   for (int r : live) expected.insert(Word(r));
