@@ -1,11 +1,13 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "tests/text/token_expect.h"
 #include "text/long_word_tokenizer.h"
 #include "text/short_word_tokenizer.h"
+#include "text/token_parser.h"
 
 namespace mobile_search {
 namespace {
@@ -124,6 +126,39 @@ TEST(BaseTokenizer, LatinWordsGiveAtMostTwentyPrefixes) {
   EXPECT_EQ(0, tokenizer.wordInputTokenizer(w, true, nullptr, 20));
   EXPECT_EQ(2, tokenizer.wordInputTokenizer(w, true, out.arr, 2));
   str_buffer_free(w);
+}
+
+// The tokenizers keep no state: one parser serves several threads at once and
+// every thread sees the tokens a lone caller sees.
+TEST(TokenizerConcurrency, SharedParserGivesTheSameTokensOnEveryThread) {
+  TokenParser parser;
+  const char* const texts[] = {"张三丰", "Hello 世界 123", "欧阳娜娜 Nana", "中华人民共和国万岁"};
+  std::vector<std::vector<unsigned int>> expected;
+  for (const char* t : texts) {
+    for (TokenStyle style : {TOKEN_STYLE_SHORT, TOKEN_STYLE_LONG}) {
+      TokenList out;
+      parser.wordTokenizer(t, out.arr, style);
+      expected.push_back(out.signs());
+    }
+  }
+  std::vector<int> mismatches(4, 0);
+  std::vector<std::thread> threads;
+  for (int th = 0; th < 4; ++th) {
+    threads.emplace_back([&, th] {
+      for (int round = 0; round < 50; ++round) {
+        size_t k = 0;
+        for (const char* t : texts) {
+          for (TokenStyle style : {TOKEN_STYLE_SHORT, TOKEN_STYLE_LONG}) {
+            TokenList out;
+            parser.wordTokenizer(t, out.arr, style);
+            if (out.signs() != expected[k++]) ++mismatches[th];
+          }
+        }
+      }
+    });
+  }
+  for (std::thread& t : threads) t.join();
+  EXPECT_EQ(std::vector<int>(4, 0), mismatches);
 }
 
 }  // namespace
