@@ -1,0 +1,220 @@
+#include "text/highlight.h"
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <random>
+#include <string>
+
+namespace mobile_search {
+namespace {
+
+// The tagged abstract and its hit flag; "<null>" for a null result.
+std::string Hl(const char* text, const char* query, int maxChars, int* hit = nullptr) {
+  int h = -1;
+  char* s = highLight_Abstract(text, query, maxChars, h);
+  if (hit != nullptr) *hit = h;
+  std::string r = s != nullptr ? s : "<null>";
+  free(s);
+  return r;
+}
+
+std::string NoTag(const char* text, const char* query, int maxChars) {
+  char* s = abstract_hlNoTag(text, query, maxChars);
+  std::string r = s != nullptr ? s : "<null>";
+  free(s);
+  return r;
+}
+
+std::string Strip(std::string s, const std::string& what) {
+  for (size_t p = s.find(what); p != std::string::npos; p = s.find(what)) s.erase(p, what.size());
+  return s;
+}
+
+bool ValidUtf8(const std::string& s) {
+  for (size_t i = 0; i < s.size();) {
+    const unsigned char c = s[i];
+    const size_t n = c < 0x80 ? 1 : (c >> 5) == 6 ? 2 : (c >> 4) == 14 ? 3 : (c >> 3) == 30 ? 4 : 0;
+    if (n == 0 || i + n > s.size()) return false;
+    for (size_t k = 1; k < n; ++k) {
+      if ((s[i + k] & 0xC0) != 0x80) return false;
+    }
+    i += n;
+  }
+  return true;
+}
+
+size_t Chars(const std::string& s) {
+  size_t n = 0;
+  for (unsigned char c : s) n += (c & 0xC0) != 0x80;
+  return n;
+}
+
+TEST(HighlightAbstract, CutsAroundTheLongestMatch) {
+  int hit = -1;
+  // 7 characters: the match and 2 + 2 of context.
+  EXPECT_EQ("...89<red>abc</red>de...", Hl("0123456789abcdefghij", "abc", 7, &hit));
+  EXPECT_EQ(1, hit);
+  // A short text comes back whole with every match marked, case-blind.
+  EXPECT_EQ("<red>Abc</red> x <red>ABC</red>", Hl("Abc x ABC", "aBC", 100, &hit));
+  EXPECT_EQ(1, hit);
+  // Context the start cannot give goes to the right, and the other way round;
+  // the surplus at the end is not checked against the start again.
+  EXPECT_EQ("<red>abc</red>0123...", Hl("abc0123456789", "abc", 7));
+  EXPECT_EQ("...6789<red>abc</red>", Hl("0123456789abc", "abc", 7));
+  EXPECT_EQ("x<red>abc</red>y", Hl("xabcy", "abc", 5));
+  // Exactly maxChars characters: cut around the match, no ellipsis needed.
+  EXPECT_EQ("ab<red>c</red>de", Hl("abcde", "c", 5));
+  // A match longer than the abstract is cut itself.
+  EXPECT_EQ("...<red>abc</red>...", Hl("xxabcdefgyy", "abcdefg", 3));
+  EXPECT_EQ("<red>abc</red>...", Hl("abcdefg", "abcdefg", 3));
+  // Other matches are marked only when wholly inside the window.
+  EXPECT_EQ("...xa<red>123</red>d<red>1</red>...", Hl("1xxxxa123d1xxxx1", "1 123", 7));
+}
+
+TEST(HighlightAbstract, OverlapsAndMisses) {
+  int hit = -1;
+  // 12 and 23 overlap in 123: one range.
+  EXPECT_EQ("x<red>123</red>x", Hl("x123x", "12 23", 50, &hit));
+  EXPECT_EQ(1, hit);
+  EXPECT_EQ("<red>aaaa</red>", Hl("aaaa", "a", 50));
+  // Nothing matches: the plain abstract.
+  EXPECT_EQ("0123456...", Hl("0123456789abcdefghij", "xyz", 7, &hit));
+  EXPECT_EQ(0, hit);
+  EXPECT_EQ("short", Hl("short", "xyz", 7, &hit));
+  EXPECT_EQ(0, hit);
+  EXPECT_EQ("0123456...", Hl("0123456789", "   ", 7, &hit));
+  EXPECT_EQ(0, hit);
+  // Digits and kept punctuation are searched as they are.
+  EXPECT_EQ("tel <red>+86-10</red> x", Hl("tel +86-10 x", "+86-10", 50));
+}
+
+TEST(HighlightAbstract, ChineseQueries) {
+  const char* text = "我和张三丰说今天天气很好我们一起去公园";
+  // Cut on character boundaries around the match.
+  EXPECT_EQ("...天<red>天气</red>很...", Hl(text, "天气", 4));
+  EXPECT_EQ("...<red>张三</red>...", Hl(text, "张三丰说", 2));
+  // The longest pieces of the query that occur win over shorter ones.
+  EXPECT_EQ("我爱北京<red>天安门</red>", Hl("我爱北京天安门", "北京上海天安门", 20));
+  EXPECT_EQ("<red>我</red>爱北京天安<red>门</red>", Hl("我爱北京天安门", "门我", 20));
+  // Mixed query: every kind of word is looked for.
+  int hit = -1;
+  EXPECT_EQ("<red>iPhone</red> <red>13</red> <red>手机</red> 张三",
+            Hl("iPhone 13 手机 张三", "IPHONE 手机13", 50, &hit));
+  EXPECT_EQ(1, hit);
+  EXPECT_EQ("iPhone 13 <red>手机</red> <red>张三</red>", Hl("iPhone 13 手机 张三", "zs 手机", 50));
+}
+
+TEST(HighlightAbstract, PinyinQueries) {
+  const char* text = "我和张三丰说";
+  struct {
+    const char* query;
+    const char* expected;
+  } const cases[] = {
+      {"zhangsan", "我和<red>张三</red>丰说"},      {"ZhangSan", "我和<red>张三</red>丰说"},
+      {"zs", "我和<red>张三</red>丰说"},            {"zsf", "我和<red>张三丰</red>说"},
+      {"zhang", "我和<red>张</red>三丰说"},         {"sanfeng", "我和张<red>三丰</red>说"},
+      {"zhangsf", "我和<red>张三丰</red>说"},       {"zhangsanfeng", "我和<red>张三丰</red>说"},
+      {"zhangs", "我和<red>张三</red>丰说"},        {"zhsf", "我和<red>张三丰</red>说"},
+      {"wohe zhangsan", "<red>我和张三</red>丰说"},
+  };
+  for (const auto& c : cases) {
+    int hit = -1;
+    EXPECT_EQ(c.expected, Hl(text, c.query, 20, &hit)) << c.query;
+    EXPECT_EQ(1, hit) << c.query;
+  }
+  // Letters that no characters spell completely mark nothing.
+  for (const char* query : {"zhangxyz", "zx", "fz"}) {
+    int hit = -1;
+    EXPECT_EQ(text, Hl(text, query, 20, &hit)) << query;
+    EXPECT_EQ(0, hit) << query;
+  }
+  // Literal Latin beats pinyin; pinyin works beside Latin and digits.
+  EXPECT_EQ("<red>zhang</red> 张三", Hl("zhang 张三", "zhang", 20));
+  EXPECT_EQ("Tom 2024 <red>张三</red> ok", Hl("Tom 2024 张三 ok", "zhangsan", 20));
+}
+
+TEST(HighlightAbstract, RejectsBadArguments) {
+  int hit = -1;
+  EXPECT_EQ("<null>", Hl(nullptr, "a", 5, &hit));
+  EXPECT_EQ(0, hit);
+  EXPECT_EQ("<null>", Hl("abc", nullptr, 5));
+  EXPECT_EQ("<null>", Hl("", "a", 5));
+  EXPECT_EQ("<null>", Hl("abc", "", 5));
+  EXPECT_EQ("<null>", Hl("abc", "a", 0));
+  EXPECT_EQ("<null>", Hl("abc", "a", -3));
+  EXPECT_EQ("<null>", NoTag("abc", "a", 0));
+  EXPECT_EQ("x<red>a</red>bc", Hl("xabc", "a", 0x7FFFFFFF, &hit));
+  EXPECT_EQ(1, hit);
+}
+
+TEST(HighlightAbstract, SurvivesMalformedAndHugeInput) {
+  // Invalid UTF-8 in text or query: no crash, tags still balanced.
+  const char* texts[] = {"\xe4\xb8" "abc\xff\xfe中文", "\xff\xff\xff", "ab\xe4", "\x80\x80中"};
+  const char* queries[] = {"abc", "中", "\xff", "\xe4\xb8", "z\xff", "zw", "a\xe4\xb8\xad"};
+  for (const char* t : texts) {
+    for (const char* q : queries) {
+      for (int n : {1, 2, 5, 100}) {
+        std::string s = Hl(t, q, n);
+        EXPECT_EQ(Strip(Strip(s, "<red>"), "</red>"), NoTag(t, q, n));
+      }
+    }
+  }
+  // 100 KB of mixed text and a 200-letter query.
+  std::string big;
+  while (big.size() < 100 * 1024) big += "张三丰说abc 123 我和";
+  int hit = -1;
+  std::string s = Hl(big.c_str(), std::string(200, 'q').c_str(), 30, &hit);
+  EXPECT_EQ(0, hit);
+  EXPECT_EQ(30u + 3, Chars(s));
+  // 200 initials of 张, spelled by 200 separate characters.
+  s = Hl(big.c_str(), std::string(200, 'z').c_str(), 30, &hit);
+  EXPECT_EQ(1, hit);
+  EXPECT_TRUE(ValidUtf8(s));
+  s = Hl(big.c_str(), "zsfs", 30, &hit);
+  EXPECT_EQ(1, hit);
+  EXPECT_TRUE(ValidUtf8(s));
+  s = Hl(big.c_str(), "123", 0x7FFFFFFF, &hit);
+  EXPECT_EQ(1, hit);
+  EXPECT_EQ(big, Strip(Strip(s, "<red>"), "</red>"));
+}
+
+// Random texts and queries: whatever matches, the abstract is valid UTF-8,
+// its tags are balanced and in order, untagged it is a piece of the text of
+// at most maxChars characters (plus ellipses), and it equals the untagged
+// form.
+TEST(HighlightAbstract, InvariantsOnRandomInput) {
+  const char* alphabet[] = {"a", "b", "Z", "1", " ", "-", "张", "三", "丰", "说", "和", "我"};
+  std::mt19937 rng(7);
+  auto pick = [&](int n) {
+    std::string s;
+    for (int i = 0; i < n; ++i) s += alphabet[rng() % 12];
+    return s;
+  };
+  for (int round = 0; round < 400; ++round) {
+    const std::string text = pick(1 + rng() % 40);
+    const std::string query = rng() % 3 == 0 ? "zs" : pick(1 + rng() % 4);
+    const int maxChars = 1 + rng() % 30;
+    int hit = -1;
+    const std::string s = Hl(text.c_str(), query.c_str(), maxChars, &hit);
+    ASSERT_TRUE(ValidUtf8(s)) << text << " / " << query;
+    size_t depth = 0, tags = 0;
+    for (size_t p = 0; p < s.size(); ++p) {
+      if (s.compare(p, 5, "<red>") == 0) ++depth, ++tags;
+      if (s.compare(p, 6, "</red>") == 0) --depth;
+      ASSERT_LE(depth, 1u) << s;
+    }
+    EXPECT_EQ(0u, depth) << s;
+    EXPECT_EQ(hit == 1, tags > 0) << text << " / " << query << " -> " << s;
+    const std::string plain = Strip(Strip(s, "<red>"), "</red>");
+    EXPECT_EQ(plain, NoTag(text.c_str(), query.c_str(), maxChars));
+    const std::string body = Strip(plain, "...");
+    EXPECT_NE(std::string::npos, text.find(body)) << text << " -> " << s;
+    if (Chars(text) >= (size_t)maxChars) {
+      EXPECT_LE(Chars(body), (size_t)maxChars) << s;
+    }
+  }
+}
+
+}  // namespace
+}  // namespace mobile_search

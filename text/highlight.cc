@@ -1,0 +1,240 @@
+#include "text/highlight.h"
+
+#include <limits.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include "foundation/string_buffer.h"
+#include "foundation/utf8_util.h"
+#include "text/token_rules.h"
+
+namespace mobile_search {
+
+namespace {
+
+// A Chinese query run is matched in chunks of this many characters, which
+// bounds the pieces tried per chunk to 32 * 33 / 2.
+const int kRunChunkChars = 32;
+
+// First occurrence of needle[0, m) in hay[0, hayLen), or null. The text
+// length is known here, so unlike a plain substring search nothing rescans
+// the rest of the text for every match.
+const char* findBytes(const char* hay, size_t hayLen, const char* needle, size_t m) {
+  if (m == 0 || m > hayLen) return nullptr;
+  const char* last = hay + (hayLen - m);
+  for (const char* p = hay; p <= last; ++p) {
+    p = static_cast<const char*>(memchr(p, needle[0], (size_t)(last - p) + 1));
+    if (p == nullptr) return nullptr;
+    if (memcmp(p, needle, m) == 0) return p;
+  }
+  return nullptr;
+}
+
+bool contains(const char* lowered, size_t len, const char* piece, int n) {
+  return findBytes(lowered, len, piece, (size_t)n) != nullptr;
+}
+
+// One piece for highlight_abs.
+void addPiece(_DArray* pieces, const char* p, int n) {
+  darray_append(pieces, ptr_to_slot(p));
+  darray_append(pieces, (unsigned long long)n);
+}
+
+// A Chinese run: the longest pieces of one chunk that occur in the text, all
+// of them searched. If a piece of L + 1 characters occurs, so do its two
+// pieces of L, so the levels are climbed keeping only pieces whose shorter
+// neighbours occurred; the last level with any piece is the longest.
+bool matchChunk(const char* lowered, size_t len, const char* run, const int* at, int n,
+                _DArray* positions) {
+  bool* alive = static_cast<bool*>(calloc((size_t)n, sizeof(bool)));
+  bool* best = static_cast<bool*>(calloc((size_t)n, sizeof(bool)));
+  int bestLen = 0;
+  for (int L = 1; alive != nullptr && best != nullptr && L <= n; ++L) {
+    bool any = false;
+    for (int i = 0; i + L <= n; ++i) {
+      const bool prior = L == 1 || (alive[i] && alive[i + 1]);
+      alive[i] = prior && contains(lowered, len, run + at[i], at[i + L] - at[i]);
+      any = any || alive[i];
+    }
+    if (!any) break;
+    bestLen = L;
+    memcpy(best, alive, (size_t)n * sizeof(bool));
+  }
+  bool found = false;
+  _DArray* pieces = darray_create(nullptr, false);
+  if (pieces != nullptr && bestLen > 0) {
+    for (int i = 0; i + bestLen <= n; ++i) {
+      if (best[i]) addPiece(pieces, run + at[i], at[i + bestLen] - at[i]);
+    }
+    found = highlight_abs(nullptr, lowered, nullptr, pieces, positions) == 0;
+  }
+  darray_destroy(pieces);
+  free(alive);
+  free(best);
+  return found;
+}
+
+bool matchChineseRun(const char* lowered, size_t len, const _str_buffer_t* run, _DArray* positions) {
+  const int chars = ac_utf8_len(run->data);
+  int* at = static_cast<int*>(calloc((size_t)chars + 1, sizeof(int)));
+  if (at == nullptr) return false;
+  const char* p = run->data;
+  for (int i = 0; i < chars; ++i, p = ac_utf8_next(p)) at[i] = (int)(p - run->data);
+  at[chars] = run->len;
+  bool found = false;
+  for (int c = 0; c < chars; c += kRunChunkChars) {
+    const int n = chars - c < kRunChunkChars ? chars - c : kRunChunkChars;
+    // Offsets of the chunk, relative to its first character.
+    int chunkAt[kRunChunkChars + 1];
+    for (int i = 0; i <= n; ++i) chunkAt[i] = at[c + i] - at[c];
+    found = matchChunk(lowered, len, run->data + at[c], chunkAt, n, positions) || found;
+  }
+  free(at);
+  return found;
+}
+
+bool matchLiteral(const char* lowered, const char* s, int n, _DArray* positions) {
+  _DArray* pieces = darray_create(nullptr, false);
+  if (pieces == nullptr) return false;
+  addPiece(pieces, s, n);
+  const bool found = highlight_abs(nullptr, lowered, nullptr, pieces, positions) == 0;
+  darray_destroy(pieces);
+  return found;
+}
+
+_str_buffer_t* bufferAt(const _DArray* list, unsigned int i) {
+  return slot_as<_str_buffer_t>(darray_get_by_index(list, i));
+}
+
+// A query of several kinds of words: each Latin word loosely, each digit run
+// and each Chinese (or other-script) run literally; kept punctuation and
+// separators are dropped.
+bool matchWords(hl_pinyin_list_t* chars, const char* lowered, const char* query,
+                _DArray* positions) {
+  _DArray* cn = darray_create(str_buffer_free, true);
+  _DArray* en = darray_create(str_buffer_free, true);
+  _DArray* num = darray_create(str_buffer_free, true);
+  if (cn != nullptr && en != nullptr && num != nullptr) {
+    WordType first = kWordNone;
+    TokenRules::worldSplit(false, query, cn, en, num, nullptr, cn, first);
+    const size_t len = strlen(lowered);
+    for (unsigned int i = 0; i < darray_length(en); ++i) {
+      highlight_abs_en_chars(chars, lowered, bufferAt(en, i)->data, true, positions);
+    }
+    for (unsigned int i = 0; i < darray_length(num); ++i) {
+      matchLiteral(lowered, bufferAt(num, i)->data, bufferAt(num, i)->len, positions);
+    }
+    for (unsigned int i = 0; i < darray_length(cn); ++i) {
+      matchChineseRun(lowered, len, bufferAt(cn, i), positions);
+    }
+  }
+  darray_destroy(cn);
+  darray_destroy(en);
+  darray_destroy(num);
+  return darray_length(positions) > 0;
+}
+
+// Fills positions with the matches of the trimmed, lower-cased query q in
+// `lowered`; true when there are any. The class counts are those of the query
+// as given.
+bool findMatches(const char* text, const char* lowered, const _str_buffer_t* q, int cnCount,
+                 int enCount, int otherCount, _DArray* positions) {
+  hl_pinyin_list_t* chars = hl_pinyin_list_create(text);
+  if (chars == nullptr) return false;
+  bool found = false;
+  if (cnCount == 0 && otherCount == 0 && enCount > 0 && enCount == q->len) {
+    // Letters only: strictly first, then letting initials and leading
+    // letters stand for characters.
+    found = highlight_abs_en_chars(chars, lowered, q->data, false, positions) == 0;
+    if (!found) {
+      darray_clean(positions);
+      found = highlight_abs_en_chars(chars, lowered, q->data, true, positions) == 0;
+    }
+  } else if (cnCount == 0 && enCount == 0 && q->len > 0 && otherCount == q->len) {
+    found = matchLiteral(lowered, q->data, q->len, positions);
+  } else {
+    // Mixed queries, and letters or digits with separators between them.
+    found = matchWords(chars, lowered, q->data, positions);
+  }
+  hl_pinyin_list_free(chars);
+  return found;
+}
+
+char* detach(const _str_buffer_t* out) {
+  char* s = static_cast<char*>(malloc((size_t)out->len + 1));
+  if (s != nullptr) memcpy(s, out->data, (size_t)out->len + 1);
+  return s;
+}
+
+}  // namespace
+
+int highlight_abs(const char* text, const char* lowered, const char* query, _DArray* pieces,
+                  _DArray* positions) {
+  (void)text;
+  (void)query;
+  if (lowered == nullptr || pieces == nullptr || positions == nullptr) return -1;
+  const size_t len = strlen(lowered);
+  bool found = false;
+  for (unsigned int i = 0; i + 1 < darray_length(pieces); i += 2) {
+    const char* piece = slot_as<const char>(darray_get_by_index(pieces, i));
+    const long long n = (long long)darray_get_by_index(pieces, i + 1);
+    if (piece == nullptr || n < 1) continue;
+    for (size_t from = 0;;) {
+      const char* p = findBytes(lowered + from, len - from, piece, (size_t)n);
+      if (p == nullptr) break;
+      from = (size_t)(p - lowered) + (size_t)n;
+      pushPosToArr(positions, (int)(p - lowered), (int)from);
+      found = true;
+    }
+  }
+  return found ? 0 : -1;
+}
+
+char* highLight_abstract_impl(const char* text, const char* query, int maxChars, int& hit,
+                              bool withTags) {
+  hit = 0;
+  if (text == nullptr || *text == '\0' || query == nullptr || *query == '\0' || maxChars < 1) {
+    return nullptr;
+  }
+  const size_t textLen = strlen(text);
+  // Match offsets are kept in 32 bits.
+  if (textLen > (size_t)INT_MAX / 2 - 16) return nullptr;
+  _str_buffer_t* lowered = str_buffer_create(text);
+  _str_buffer_t* q = str_buffer_create(query);
+  _str_buffer_t* out = str_buffer_create((int)(2 * (textLen + 16)));
+  _DArray* positions = darray_create(nullptr, false);
+  char* result = nullptr;
+  if (lowered != nullptr && q != nullptr && out != nullptr && positions != nullptr) {
+    const int cnCount = ac_utf8_cn_word_num(query);
+    const int enCount = ac_utf8_en_word_num(query);
+    const int otherCount = ac_utf8_others_num(query);
+    str_buffer_trim(q);
+    str_buffer_tolower(lowered);
+    str_buffer_tolower(q);
+    hit = 1;
+    // Offsets found in the lower-cased copy hold for the text as given.
+    if (!findMatches(text, lowered->data, q, cnCount, enCount, otherCount, positions) ||
+        only_highlight_abs(text, positions, maxChars, out, withTags) != 0) {
+      hit = 0;
+      str_buffer_reset(out);
+      abstract(text, maxChars, out);
+    }
+    result = detach(out);
+  }
+  darray_destroy(positions);
+  str_buffer_free(out);
+  str_buffer_free(q);
+  str_buffer_free(lowered);
+  return result;
+}
+
+char* highLight_Abstract(const char* text, const char* query, int maxChars, int& hit) {
+  return highLight_abstract_impl(text, query, maxChars, hit, true);
+}
+
+char* abstract_hlNoTag(const char* text, const char* query, int maxChars) {
+  int hit = 0;
+  return highLight_abstract_impl(text, query, maxChars, hit, false);
+}
+
+}  // namespace mobile_search
