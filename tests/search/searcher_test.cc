@@ -98,6 +98,18 @@ class SearcherTest : public ::testing::Test {
     return Take(searcher_.doSearch(kIndex, field, query, start, num, false));
   }
 
+  // Search over a list of fields, each hit in one of them.
+  std::string MoreFields(const std::vector<const char*>& names, const char* query) {
+    _DArray* fields = darray_create(nullptr, false);
+    for (const char* name : names) darray_append(fields, static_cast<const void*>(name));
+    SearchResult result(true);
+    EXPECT_EQ(0, searcher_.doSearchByMoreFields(kIndex, fields, true, query, 0, 10,
+                                                &result, false));
+    darray_destroy(fields);
+    std::unique_ptr<StringBuffer> json(result.serialize());
+    return json ? std::string(json->data) : "<null>";
+  }
+
   unsigned int DocCount(const char* group = "default") {
     GroupSearcher* g = searcher_.getGroupSearcher(group);
     return g == nullptr ? 0 : g->getIndexMgr()->doc_mgr->getDocNumber();
@@ -154,18 +166,9 @@ TEST_F(SearcherTest, FieldRestrictions) {
             Take(searcher_.doSearch("index_name=chat&field_name=name&query=张三")));
   // Several fields, each hit in one of them: m3's name posting is dropped,
   // so it ranks by its text posting.
-  _DArray* fields = darray_create(nullptr, false);
-  darray_append(fields, static_cast<const void*>("content"));
-  darray_append(fields, static_cast<const void*>("tag"));
-  SearchResult result(true);
-  ASSERT_EQ(0, searcher_.doSearchByMoreFields(kIndex, fields, true, "vip", 0, 10,
-                                              &result, false));
-  darray_destroy(fields);
-  std::unique_ptr<StringBuffer> json(result.serialize());
-  ASSERT_NE(nullptr, json);
   EXPECT_EQ(AllJson({TableJson("message", 1, {{"m3", 3, 1, 166, "default"}}),
                      TableJson("contact", 1, {{"c1", 2, 2, 80, "default"}})}),
-            json->data);
+            MoreFields({"content", "tag"}, "vip"));
   // Only the text field: the text terms of the query must all be there.
   const std::string content_only = Search("张三", "content");
   EXPECT_NE(std::string::npos, content_only.find("\"pkey_arr\":[\"m2\"],\"offset_arr\":[1],\"field_id_arr\":[1]"))
@@ -175,6 +178,18 @@ TEST_F(SearcherTest, FieldRestrictions) {
   EXPECT_EQ(AllJson({TableJson("message", 1, {{"m3", 3, 0, 180, "default"}}),
                      TableJson("contact", 1, {{"c1", 2, 2, 80, "default"}})}),
             Search("vip"));
+  // A row holding the term in both listed fields is ranked by the field
+  // listed first: the text posting (167) or the tag posting (80). Hits
+  // found through text terms alone keep the newest document first.
+  ASSERT_EQ(0, Add("message", "m4", "", "VIP club", "VIP"));
+  EXPECT_NE(std::string::npos,
+            MoreFields({"content", "tag"}, "vip").find("\"pkey_arr\":[\"m4\",\"m3\"],"
+                                                   "\"offset_arr\":[4,3],\"field_id_arr\":[1,1],"
+                                                   "\"weight_arr\":[167,166]"));
+  EXPECT_NE(std::string::npos,
+            MoreFields({"tag", "content"}, "vip").find("\"pkey_arr\":[\"m4\",\"m3\"],"
+                                                   "\"offset_arr\":[4,3],\"field_id_arr\":[2,1],"
+                                                   "\"weight_arr\":[80,166]"));
 }
 
 TEST_F(SearcherTest, PagingRunsOverRankedHitsOfAllTables) {
