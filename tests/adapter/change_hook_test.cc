@@ -115,6 +115,12 @@ TEST_F(ChangeHookTest, StopAndRestart) {
   EXPECT_EQ(0, adapter()->stopAllHook());
   Insert("k3", Word(3));
   EXPECT_FALSE(Finds("idx", Word(3), "k3"));
+
+  // Destroying the adapter unhooks the host's connection, which goes on working.
+  EXPECT_EQ(0, adapter()->restartHook("app"));
+  engine_->Stop();
+  Insert("k4", Word(4));
+  host_->Exec("DELETE FROM msgs WHERE mid='k2'");
 }
 
 TEST_F(ChangeHookTest, UnregisteredTablesAndBadRegistrationsOnlyLog) {
@@ -131,6 +137,18 @@ TEST_F(ChangeHookTest, UnregisteredTablesAndBadRegistrationsOnlyLog) {
                                      "rowid = 1 failed:(null)")
                     .size());
   EXPECT_TRUE(engine_->TableKeys("idx", "app", "msgs").empty());
+
+  // Rows the searcher refuses (its field list differs) are logged as failed.
+  engine_->searcher()->addIndex("mis", "app", "msgs", "mid", "body", "", "", "", "", nullptr);
+  ASSERT_EQ(0, adapter()->addTable("mis", "app", "msgs", "mid", "body,status", "", "", 0));
+  Insert("k2", Word(3));
+  host_->Exec("UPDATE msgs SET body='x' WHERE mid='k2'");
+  EXPECT_EQ(1u, LogCapture::Matching("4|[sqlhook addDoc] insert to searcher from table:msgs "
+                                     "pkey:k2 failed")
+                    .size());
+  EXPECT_EQ(1u, LogCapture::Matching("4|[sqlhook modifyDoc] insert to searcher from "
+                                     "table:msgs pkey:k2  failed")
+                    .size());
 }
 
 // Appends "x" into the spare capacity of every value; drops rows whose body

@@ -59,6 +59,7 @@ TEST_F(TableScanTest, BatchesOfFiftyRereadTheBoundaryRow) {
     EXPECT_EQ("default", group);
   }
   EXPECT_TRUE(adapter()->getTabConfig("app", "msgs", "idx")->scanned);
+  EXPECT_TRUE(engine_->searcher()->isAutoSave("default"));  // restored after each batch
   EXPECT_NE(std::string::npos,
             ks_test::ReadFile(dir_.file("root") + "/Table.cfg").find("default:120"));
   EXPECT_EQ(120u, engine_->TableKeys("idx", "app", "msgs").size());
@@ -88,6 +89,13 @@ TEST_F(TableScanTest, ResumesFromTheRecordedRowidAfterARestart) {
   EXPECT_EQ(120u, engine_->TableKeys("idx", "app", "msgs").size());
   EXPECT_TRUE(engine_->Finds("idx", Word(1), Key(1)));
   EXPECT_TRUE(engine_->Finds("idx", Word(120), Key(120)));
+
+  // Clearing the table's documents also sends its scan back to the start.
+  EXPECT_EQ(0, adapter()->clearDoc("idx", "app", "msgs"));
+  EXPECT_TRUE(engine_->TableKeys("idx", "app", "msgs").empty());
+  EXPECT_EQ(0, engine_->MaxRowid("app", "msgs", "idx"));
+  EXPECT_EQ((std::vector<int>{50, 50, 22, 0}), engine_->ScanAll("app", "msgs", "idx"));
+  EXPECT_EQ(120u, engine_->TableKeys("idx", "app", "msgs").size());
 }
 
 TEST_F(TableScanTest, WhereConditionAndBlobColumns) {
@@ -205,6 +213,19 @@ TEST_F(TableScanTest, BadInputGivesCodesAndMessages) {
   EXPECT_EQ(1u, LogCapture::Matching("4|[buildTableIndex] sqlite prepare fail result:1\n").size());
   ASSERT_EQ(0, engine_->Register("where", "app", "msgs", "mid", "body", "flag = = 1"));
   EXPECT_EQ(-7, adapter()->scanTable("app", "msgs", "where"));
+
+  // Rows the searcher refuses (its field list differs) are counted and logged.
+  LogCapture::Clear();
+  engine_->searcher()->addIndex("mis", "app", "msgs", "mid", "body", "", "", "", "", nullptr);
+  ASSERT_EQ(0, adapter()->addTable("mis", "app", "msgs", "mid", "body,flag", "", "", 0));
+  EXPECT_EQ(3, adapter()->scanTable("app", "msgs", "mis"));
+  EXPECT_EQ(1u, LogCapture::Matching("plain|addDoc failed index_name:mis db_name:app "
+                                     "table_name:msgs pkey:k2\n")
+                    .size());
+  EXPECT_EQ(1u, LogCapture::Matching("4|[buildTableIndex] addDoc failed index_name:mis "
+                                     "db_name:app table_name:msgs pkey:k3\n")
+                    .size());
+  EXPECT_TRUE(engine_->TableKeys("mis", "app", "msgs").empty());
 
   // A database file that does not exist opens empty: the table is missing.
   ASSERT_EQ(0, adapter()->addDB("gone", dir_.file("gone.db").c_str(), "", false));
