@@ -188,7 +188,7 @@ int KSSearchDataAdapter::stopAllHook() {
 void KSSearchDataAdapter::sqlite_hooker(void* arg, int op, const char* db_name,
                                         const char* table_name, sqlite3_int64 rowid) {
   (void)db_name;  // SQLite's schema name ("main"); documents use the host's name
-  if (stop_flag_ || arg == nullptr) return;
+  if (stop_flag_ || arg == nullptr || table_name == nullptr) return;
   log_level_printf(SEARCH_LOG_WARN, " sqlite_hooker 1 %s -- %lld -- %d", table_name,
                    static_cast<long long>(rowid), op);
   _sqlite_hook_ctx_t* ctx = static_cast<_sqlite_hook_ctx_t*>(arg);

@@ -100,24 +100,6 @@ TEST(AdapterRecordsTest, KeyedConnectionsOpenOnlyWithTheRightKey) {
   ASSERT_TRUE(sqlite_db_cfg_set_text(&db->path, dir.file("missing/dir/app.db").c_str()));
   EXPECT_EQ(nullptr, sqlite_create_conn(db));
   EXPECT_EQ(nullptr, sqlite_create_conn(nullptr));
-  sqlite_db_cfg_free(db);
-}
-
-TEST(AdapterRecordsTest, PlainDatabaseOpensWithoutKeyStatement) {
-  ks_test::TempDir dir;
-  const std::string path = dir.file("plain.db");
-  {
-    HostDb host(path, "");
-    host.Exec("CREATE TABLE msgs(mid TEXT, body TEXT)");
-    host.Exec("INSERT INTO msgs VALUES('k1','readable text')");
-  }
-  EXPECT_NE(std::string::npos, ks_test::ReadFile(path).find("readable text"));
-  _sqlite_db_cfg_t* db = sqlite_db_cfg_create("plain");
-  ASSERT_TRUE(sqlite_db_cfg_set_text(&db->path, path.c_str()));
-  sqlite3* conn = sqlite_create_conn(db);
-  ASSERT_NE(nullptr, conn);
-  EXPECT_EQ(1, CountRows(conn));
-  sqlite3_close(conn);
   EXPECT_EQ(nullptr, sqlite_db_cfg_create(nullptr));
   sqlite_db_cfg_free(db);
 }
