@@ -1,6 +1,6 @@
 #include "storage/doc_id_manager.h"
 
-#include <sys/wait.h>
+#include <sys/types.h>
 #include <unistd.h>
 
 #include <string>
@@ -195,6 +195,23 @@ TEST(DocIdManagerTest, BadDirectoriesFail) {
   EXPECT_EQ(nullptr, m.getDocInfoById(0));
   EXPECT_EQ(-1, m.save());
   EXPECT_EQ(-1, m.close());
+
+  // Damaged stores: the open fails and nothing is read from them.
+  {
+    DocIdManager good;
+    ASSERT_EQ(0, good.open(dir.file("g").c_str()));
+    for (int i = 0; i < 100; ++i) good.addPKey(1, ("key-longer-than-8-" + std::to_string(i)).c_str(), 1, 0);
+  }
+  ASSERT_EQ(0, truncate(dir.file("g/id-0").c_str(), 1000));
+  DocIdManager truncated;
+  EXPECT_EQ(-1, truncated.open(dir.file("g").c_str()));
+  EXPECT_EQ(-1, truncated.getPKey(0, nullptr));
+  ASSERT_EQ(0, truncate(dir.file("g/id-0").c_str(), 0));
+  DocIdManager empty;
+  EXPECT_EQ(-1, empty.open(dir.file("g").c_str()));
+  remove(dir.file("g/id-0").c_str());
+  DocIdManager claims;  // the info file claims 1,900 bytes that no file holds
+  EXPECT_EQ(-1, claims.open(dir.file("g").c_str()));
 }
 
 }  // namespace
