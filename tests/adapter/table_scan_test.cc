@@ -213,6 +213,11 @@ TEST_F(TableScanTest, BadInputGivesCodesAndMessages) {
   EXPECT_EQ(1u, LogCapture::Matching("4|[buildTableIndex] sqlite prepare fail result:1\n").size());
   ASSERT_EQ(0, engine_->Register("where", "app", "msgs", "mid", "body", "flag = = 1"));
   EXPECT_EQ(-7, adapter()->scanTable("app", "msgs", "where"));
+  // A statement that does not fit its 4096-byte buffer is not run at all.
+  const std::string long_where = "flag IN (" + std::string(4100, '1') + ")";
+  ASSERT_EQ(0, adapter()->addTable("long", "app", "msgs", "mid", "body", long_where.c_str(), "",
+                                   0));
+  EXPECT_EQ(-1, adapter()->scanTable("app", "msgs", "long"));
 
   // Rows the searcher refuses (its field list differs) are counted and logged.
   LogCapture::Clear();
