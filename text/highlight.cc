@@ -30,10 +30,6 @@ const char* findBytes(const char* hay, size_t hayLen, const char* needle, size_t
   return nullptr;
 }
 
-bool contains(const char* lowered, size_t len, const char* piece, int n) {
-  return findBytes(lowered, len, piece, (size_t)n) != nullptr;
-}
-
 // One piece for highlight_abs.
 void addPiece(_DArray* pieces, const char* p, int n) {
   darray_append(pieces, ptr_to_slot(p));
@@ -43,38 +39,45 @@ void addPiece(_DArray* pieces, const char* p, int n) {
 // A Chinese run: the longest pieces of one chunk that occur in the text, all
 // of them searched. If a piece of L + 1 characters occurs, so do its two
 // pieces of L, so the levels are climbed keeping only pieces whose shorter
-// neighbours occurred; the last level with any piece is the longest.
+// neighbours occurred; the last level with any piece is the longest. A piece
+// cannot occur before the first occurrence of its own prefix, so each search
+// starts there. `seen` holds that offset per piece, -1 once it is gone.
 bool matchChunk(const char* lowered, size_t len, const char* run, const int* at, int n,
                 _DArray* positions) {
-  bool* alive = static_cast<bool*>(calloc((size_t)n, sizeof(bool)));
-  bool* best = static_cast<bool*>(calloc((size_t)n, sizeof(bool)));
+  long long* seen = static_cast<long long*>(calloc((size_t)n, sizeof(long long)));
+  long long* best = static_cast<long long*>(calloc((size_t)n, sizeof(long long)));
   int bestLen = 0;
-  for (int L = 1; alive != nullptr && best != nullptr && L <= n; ++L) {
+  for (int L = 1; seen != nullptr && best != nullptr && L <= n; ++L) {
     bool any = false;
     for (int i = 0; i + L <= n; ++i) {
-      const bool prior = L == 1 || (alive[i] && alive[i + 1]);
-      alive[i] = prior && contains(lowered, len, run + at[i], at[i + L] - at[i]);
-      any = any || alive[i];
+      const bool prior = L == 1 || (seen[i] >= 0 && seen[i + 1] >= 0);
+      const size_t from = L == 1 ? 0 : (size_t)seen[i];
+      const char* p =
+          prior ? findBytes(lowered + from, len - from, run + at[i], (size_t)(at[i + L] - at[i]))
+                : nullptr;
+      seen[i] = p != nullptr ? (long long)(p - lowered) : -1;
+      any = any || p != nullptr;
     }
     if (!any) break;
     bestLen = L;
-    memcpy(best, alive, (size_t)n * sizeof(bool));
+    memcpy(best, seen, (size_t)n * sizeof(long long));
   }
   bool found = false;
   _DArray* pieces = darray_create(nullptr, false);
   if (pieces != nullptr && bestLen > 0) {
     for (int i = 0; i + bestLen <= n; ++i) {
-      if (best[i]) addPiece(pieces, run + at[i], at[i + bestLen] - at[i]);
+      if (best[i] >= 0) addPiece(pieces, run + at[i], at[i + bestLen] - at[i]);
     }
     found = highlight_abs(nullptr, lowered, nullptr, pieces, positions) == 0;
   }
   darray_destroy(pieces);
-  free(alive);
+  free(seen);
   free(best);
   return found;
 }
 
-bool matchChineseRun(const char* lowered, size_t len, const _str_buffer_t* run, _DArray* positions) {
+bool matchChineseRun(const char* lowered, size_t len, const _str_buffer_t* run,
+                     _DArray* positions) {
   const int chars = ac_utf8_len(run->data);
   int* at = static_cast<int*>(calloc((size_t)chars + 1, sizeof(int)));
   if (at == nullptr) return false;

@@ -122,7 +122,8 @@ int only_highlight_abs(const char* text, _DArray* positions, int maxChars, _str_
     from = ac_utf8_word_bytes(text, before - left);
     if (from > best.start) from = best.start;
   }
-  const int to = after > right ? best.end + ac_utf8_word_bytes(text + best.end, right) : (int)textLen;
+  const int to =
+      after > right ? best.end + ac_utf8_word_bytes(text + best.end, right) : (int)textLen;
   if (before > left) str_buffer_append(out, kHighlightEllipsis);
   appendWindow(out, text, positions, from, to, withTags);
   if (after > right) str_buffer_append(out, kHighlightEllipsis);

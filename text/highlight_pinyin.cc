@@ -17,7 +17,8 @@ namespace {
 bool buildChars(hl_pinyin_list_t* list) {
   const char* text = list->text;
   int capacity = 0;
-  for (const char* p = text; *p != '\0' && capacity < kHighlightMaxPinyinChars; p = ac_utf8_next(p)) {
+  for (const char* p = text; *p != '\0' && capacity < kHighlightMaxPinyinChars;
+       p = ac_utf8_next(p)) {
     if ((unsigned char)*p >= 0x80) ++capacity;
   }
   if (capacity == 0) return true;
@@ -76,7 +77,8 @@ void pushJoined(_DArray* positions, const hl_pinyin_char_t& ch) {
 }
 
 void appendAll(_DArray* to, _DArray* from) {
-  for (unsigned int i = 0; i < darray_length(from); ++i) darray_append(to, darray_get_by_index(from, i));
+  for (unsigned int i = 0; i < darray_length(from); ++i)
+    darray_append(to, darray_get_by_index(from, i));
 }
 
 // How many characters from `first` a search over `letters` word letters may
@@ -271,7 +273,9 @@ void freeLoose(LooseRows* r) {
   free(r->choice);
 }
 
-long long plus(long long cost, long long add) { return cost == kNoSpelling ? kNoSpelling : cost + add; }
+long long plus(long long cost, long long add) {
+  return cost == kNoSpelling ? kNoSpelling : cost + add;
+}
 
 // Fills row `cur` for character i from row `next` (character i + 1).
 void looseRow(const hl_pinyin_list_t* chars, const char* word, int width, int i, int limit,

@@ -39,10 +39,10 @@ const int kHighlightMaxPinyinCells = 1 << 20;
 
 // One Chinese character of a text with its reading.
 struct hl_pinyin_char_t {
-  char* pinyin;   // lower-case reading, never empty in a built list
+  char* pinyin;  // lower-case reading, never empty in a built list
   int pinyinLen;
-  int offset;     // byte offset of the character in the text
-  int length;     // byte length of the character
+  int offset;  // byte offset of the character in the text
+  int length;  // byte length of the character
 };
 
 // The characters with a reading of a text (up to kHighlightMaxPinyinChars of

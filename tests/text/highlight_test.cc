@@ -5,6 +5,7 @@
 
 #include <random>
 #include <string>
+#include <vector>
 
 namespace mobile_search {
 namespace {
@@ -97,6 +98,7 @@ TEST(HighlightAbstract, ChineseQueries) {
   // The longest pieces of the query that occur win over shorter ones.
   EXPECT_EQ("我爱北京<red>天安门</red>", Hl("我爱北京天安门", "北京上海天安门", 20));
   EXPECT_EQ("<red>我</red>爱北京天安<red>门</red>", Hl("我爱北京天安门", "门我", 20));
+  EXPECT_EQ("北京<red>北京天安</red>门北京天", Hl("北京北京天安门北京天", "北京天安", 20));
   // Mixed query: every kind of word is looked for.
   int hit = -1;
   EXPECT_EQ("<red>iPhone</red> <red>13</red> <red>手机</red> 张三",
@@ -111,11 +113,16 @@ TEST(HighlightAbstract, PinyinQueries) {
     const char* query;
     const char* expected;
   } const cases[] = {
-      {"zhangsan", "我和<red>张三</red>丰说"},      {"ZhangSan", "我和<red>张三</red>丰说"},
-      {"zs", "我和<red>张三</red>丰说"},            {"zsf", "我和<red>张三丰</red>说"},
-      {"zhang", "我和<red>张</red>三丰说"},         {"sanfeng", "我和张<red>三丰</red>说"},
-      {"zhangsf", "我和<red>张三丰</red>说"},       {"zhangsanfeng", "我和<red>张三丰</red>说"},
-      {"zhangs", "我和<red>张三</red>丰说"},        {"zhsf", "我和<red>张三丰</red>说"},
+      {"zhangsan", "我和<red>张三</red>丰说"},
+      {"ZhangSan", "我和<red>张三</red>丰说"},
+      {"zs", "我和<red>张三</red>丰说"},
+      {"zsf", "我和<red>张三丰</red>说"},
+      {"zhang", "我和<red>张</red>三丰说"},
+      {"sanfeng", "我和张<red>三丰</red>说"},
+      {"zhangsf", "我和<red>张三丰</red>说"},
+      {"zhangsanfeng", "我和<red>张三丰</red>说"},
+      {"zhangs", "我和<red>张三</red>丰说"},
+      {"zhsf", "我和<red>张三丰</red>说"},
       {"wohe zhangsan", "<red>我和张三</red>丰说"},
   };
   for (const auto& c : cases) {
@@ -150,7 +157,9 @@ TEST(HighlightAbstract, RejectsBadArguments) {
 
 TEST(HighlightAbstract, SurvivesMalformedAndHugeInput) {
   // Invalid UTF-8 in text or query: no crash, tags still balanced.
-  const char* texts[] = {"\xe4\xb8" "abc\xff\xfe中文", "\xff\xff\xff", "ab\xe4", "\x80\x80中"};
+  const char* texts[] = {("\xe4\xb8"
+                          "abc\xff\xfe中文"),
+                         "\xff\xff\xff", "ab\xe4", "\x80\x80中"};
   const char* queries[] = {"abc", "中", "\xff", "\xe4\xb8", "z\xff", "zw", "a\xe4\xb8\xad"};
   for (const char* t : texts) {
     for (const char* q : queries) {
@@ -177,6 +186,50 @@ TEST(HighlightAbstract, SurvivesMalformedAndHugeInput) {
   s = Hl(big.c_str(), "123", 0x7FFFFFFF, &hit);
   EXPECT_EQ(1, hit);
   EXPECT_EQ(big, Strip(Strip(s, "<red>"), "</red>"));
+}
+
+// The longest query pieces that occur, marked the simple way: for every
+// piece length from the longest down, collect the occurrences of all pieces
+// and stop at the first length that has any; covered bytes form the ranges.
+std::string MarkLongestPieces(const std::vector<std::string>& text,
+                              const std::vector<std::string>& query) {
+  std::string joined;
+  for (const auto& c : text) joined += c;
+  std::vector<bool> covered(joined.size(), false);
+  bool any = false;
+  for (size_t L = query.size(); L > 0 && !any; --L) {
+    for (size_t i = 0; i + L <= query.size(); ++i) {
+      std::string piece;
+      for (size_t k = i; k < i + L; ++k) piece += query[k];
+      for (size_t p = joined.find(piece); p != std::string::npos;
+           p = joined.find(piece, p + piece.size())) {
+        for (size_t b = p; b < p + piece.size(); ++b) covered[b] = true;
+        any = true;
+      }
+    }
+  }
+  std::string out;
+  for (size_t b = 0; b < joined.size(); ++b) {
+    if (covered[b] && (b == 0 || !covered[b - 1])) out += "<red>";
+    out += joined[b];
+    if (covered[b] && (b + 1 == joined.size() || !covered[b + 1])) out += "</red>";
+  }
+  return out;
+}
+
+TEST(HighlightAbstract, ChineseQueriesAgreeWithSimpleModel) {
+  const char* alphabet[] = {"北", "京", "天", "安", "门"};
+  std::mt19937 rng(3);
+  for (int round = 0; round < 500; ++round) {
+    std::vector<std::string> text, query;
+    for (int n = 1 + rng() % 30; n > 0; --n) text.push_back(alphabet[rng() % 5]);
+    for (int n = 1 + rng() % 6; n > 0; --n) query.push_back(alphabet[rng() % 5]);
+    std::string t, q;
+    for (const auto& c : text) t += c;
+    for (const auto& c : query) q += c;
+    const std::string expected = MarkLongestPieces(text, query);
+    EXPECT_EQ(expected, Hl(t.c_str(), q.c_str(), 100)) << t << " / " << q;
+  }
 }
 
 // Random texts and queries: whatever matches, the abstract is valid UTF-8,
