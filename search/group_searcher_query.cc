@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstring>
 #include <new>
+#include <unordered_set>
 
 #include "config/config_manager.h"
 #include "search/group_searcher.h"
@@ -83,18 +84,33 @@ void SingleTermHits(IndexTerm* term, _DArray* hits, const _DArray* filter) {
 void IntersectTerms(_DArray* terms, _DArray* hits, _DArray* filter) {
   IndexTerm* first = TermAt(terms, 0);
   const unsigned int n = darray_length(terms);
+  // validDoc answers from all postings of a term whatever its cursor, so the
+  // further terms are sorted (a sorted term answers by binary search) and
+  // their cursors are not stepped. The first term keeps its file order: the
+  // order of the hits depends on it.
+  for (unsigned int i = 1; i < n; ++i) TermAt(terms, i)->sort();
   doc_union_t posting{0};
-  doc_union_t ignored{0};
   while (first->next(posting) != IndexTerm::kEnd) {
     bool confirmed = true;
     for (unsigned int i = 1; i < n && confirmed; ++i) {
-      IndexTerm* other = TermAt(terms, i);
-      // The cursor is stepped as well, although validDoc looks at every
-      // posting of the term; ranking has always been computed this way.
-      other->next(ignored);
-      confirmed = other->validDoc(posting, filter) != 0;
+      confirmed = TermAt(terms, i)->validDoc(posting, filter) != 0;
     }
     if (confirmed) EmitHit(posting, hits);
+  }
+}
+
+// Appends the hits of `more`, last to first, whose documents `merged` does
+// not hold yet. They are not re-sorted: a short-word hit (names, pinyin,
+// initials) always ranks before a document found only through text terms.
+void AppendNewDocuments(const _DArray* more, _DArray* merged) {
+  std::unordered_set<unsigned int> seen;
+  const unsigned int held = darray_length(merged);
+  for (unsigned int i = 0; i < held; ++i) {
+    seen.insert(doc_union_t{darray_get_by_index(merged, i)}.docid());
+  }
+  for (int i = static_cast<int>(darray_length(more)) - 1; i >= 0; --i) {
+    const doc_union_t hit{darray_get_by_index(more, static_cast<unsigned int>(i))};
+    if (seen.insert(hit.docid()).second) darray_append(merged, hit.value);
   }
 }
 
@@ -192,12 +208,7 @@ int GroupSearcher::doSearchImpl(SearchResult* result,
     } else {
       _DArray* more = darray_create(nullptr, false);
       doAnd(terms, more, filter);
-      // Not re-sorted: a short-word hit (names, pinyin, initials) always
-      // ranks before a document found only through the text terms.
-      for (int i = static_cast<int>(darray_length(more)) - 1; i >= 0; --i) {
-        const unsigned long long hit = darray_get_by_index(more, static_cast<unsigned int>(i));
-        if (darray_find(merged, docid_cmp, hit) < 0) darray_append(merged, hit);
-      }
+      AppendNewDocuments(more, merged);
       darray_destroy(more);
     }
     darray_destroy(terms);
