@@ -38,8 +38,9 @@ char* highLight_abstract_impl(const char* text, const char* query, int maxChars,
                               bool withTags);
 
 // Literal search: `pieces` holds (pointer, byte length) pairs, two slots per
-// piece; every occurrence of each piece of length 1 or more in `lowered` is
-// appended to positions, the search resuming behind each match. `text` and
+// piece, each pointer readable for its length; every occurrence of each
+// piece of length 1 or more in `lowered` is appended to positions, the search
+// resuming behind each match. `text` and
 // `query` are not read. 0 when anything was found, else -1 (also for a null
 // lowered, pieces or positions).
 int highlight_abs(const char* text, const char* lowered, const char* query, _DArray* pieces,

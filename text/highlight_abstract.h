@@ -29,8 +29,8 @@ int abstract(const char* text, int n, _str_buffer_t* out);
 // ellipses) around the longest match of `positions`, every match lying wholly
 // inside it wrapped in tags when withTags. A text of fewer than maxChars
 // characters is copied whole with all its matches marked. -1 when an argument
-// is null or the list holds no match inside the text (out is then unchanged),
-// else 0.
+// is null, maxChars is below 1 or the list holds no match inside the text
+// (out is then unchanged), else 0.
 int only_highlight_abs(const char* text, _DArray* positions, int maxChars, _str_buffer_t* out,
                        bool withTags);
 

@@ -122,19 +122,6 @@ void freeRows(SpellRows* r) {
 
 bool isTaken(const uint8_t* bits, size_t cell) { return (bits[cell / 8] >> (cell % 8)) & 1; }
 
-// ---- Stage 4: loose spelling ----
-//
-// Cost of spelling word[o..] from character i on, as (ranges << 32) + chars;
-// `joined` says the previous character was taken and touches character i, so
-// taking i opens no new range. Each cell keeps its choice: 0 leaves the
-// character, k > 0 takes its first k letters.
-const long long kNoSpelling = INT64_MAX;
-
-struct LooseRows {
-  long long* cost[2][2];  // [row parity][joined]
-  uint8_t* choice;        // [(i - 0) * width + o] * 2 + joined
-};
-
 }  // namespace
 
 hl_pinyin_list_t* hl_pinyin_list_create(const char* text) {
@@ -254,6 +241,19 @@ bool sequenceStage(const MatchInput& in, const char* word, _DArray* out) {
   return o == width;
 }
 
+// ---- Stage 4: loose spelling ----
+//
+// Cost of spelling word[o..] from character i on, as (ranges << 32) + chars;
+// `joined` says the previous character was taken and touches character i, so
+// taking i opens no new range. Each cell keeps its choice: 0 leaves the
+// character, k > 0 takes its first k letters.
+const long long kNoSpelling = INT64_MAX;
+
+struct LooseRows {
+  long long* cost[2][2];  // [row parity][joined]
+  uint8_t* choice;        // [(i * width + o) * 2 + joined]
+};
+
 bool allocLoose(LooseRows* r, int width, size_t cells) {
   bool ok = true;
   for (int p = 0; p < 2; ++p) {
@@ -288,7 +288,8 @@ void looseRow(const hl_pinyin_list_t* chars, const char* word, int width, int i,
       int pick = 0;
       if (o < width) {
         const long long open = joined ? 1 : (1LL << 32) + 1;
-        for (int k = commonPrefix(ch, word + o, width - o); k > 0; --k) {
+        const int shared = commonPrefix(ch, word + o, width - o);
+        for (int k = shared < 255 ? shared : 255; k > 0; --k) {
           const long long c = plus(r->cost[next][touches][o + k], open);
           if (c < best) {
             best = c;
