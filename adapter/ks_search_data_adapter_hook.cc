@@ -70,28 +70,26 @@ char* read_key_only(sqlite3* conn, const _sqlite_tab_cfg_t* table, sqlite3_int64
   return key;
 }
 
+// An update goes to modifyDoc, an insert to addDoc (the searcher treats both
+// alike); the texts differ by one blank before "failed", as the host's log
+// readers expect.
 void send_row(Searcher* searcher, int op, const char* index_name, const char* db_name,
               const char* table_name, const char* key, int count, char** texts) {
-  if (op == SQLITE_UPDATE) {
-    if (searcher->modifyDoc(index_name, db_name, table_name, key, count, texts) == -1) {
-      log_level_printf(SEARCH_LOG_ERROR,
-                       "[sqlhook modifyDoc] insert to searcher from table:%s pkey:%s  failed",
-                       table_name, key);
-    } else {
-      log_level_printf(SEARCH_LOG_WARN,
-                       "[sqlhook modifyDoc] insert to searcher from table:%s pkey:%s  success",
-                       table_name, key);
-    }
-    return;
-  }
-  if (searcher->addDoc(index_name, db_name, table_name, key, count, texts) == -1) {
-    log_level_printf(SEARCH_LOG_ERROR,
-                     "[sqlhook addDoc] insert to searcher from table:%s pkey:%s failed",
-                     table_name, key);
+  bool update = op == SQLITE_UPDATE;
+  int result = update ? searcher->modifyDoc(index_name, db_name, table_name, key, count, texts)
+                      : searcher->addDoc(index_name, db_name, table_name, key, count, texts);
+  if (result == -1) {
+    log_level_printf(
+        SEARCH_LOG_ERROR,
+        update ? "[sqlhook modifyDoc] insert to searcher from table:%s pkey:%s  failed"
+               : "[sqlhook addDoc] insert to searcher from table:%s pkey:%s failed",
+        table_name, key);
   } else {
-    log_level_printf(SEARCH_LOG_WARN,
-                     "[sqlhook addDoc] insert to searcher from table:%s pkey:%s  success",
-                     table_name, key);
+    log_level_printf(
+        SEARCH_LOG_WARN,
+        update ? "[sqlhook modifyDoc] insert to searcher from table:%s pkey:%s  success"
+               : "[sqlhook addDoc] insert to searcher from table:%s pkey:%s  success",
+        table_name, key);
   }
 }
 
