@@ -40,11 +40,15 @@ BENCHMARK(BM_PinyinSearchAllSame)
     ->Args({4096, 200})
     ->Unit(benchmark::kMillisecond);
 
-// The whole abstract: 100 KB of 啊 ("a") and a 200-letter query that every
-// pinyin stage almost spells but none completes, so all four run twice.
+// The whole abstract on 100 KB of one character and a 200-letter query that
+// every pinyin stage almost spells but none completes, so all four run (the
+// first three twice). 啊 reads "a"; 庄 reads "zhuang", whose six leading
+// parts all match at every syllable start of the query.
 void BM_AbstractPinyinWorstCase(benchmark::State& state) {
-  const std::string text = Repeat("啊", (size_t)state.range(0));
-  const std::string query = std::string(199, 'a') + "b";
+  const bool longReading = state.range(1) != 0;
+  const std::string text = Repeat(longReading ? "庄" : "啊", (size_t)state.range(0));
+  const std::string query =
+      longReading ? Repeat("zhuang", 198) + "zx" : std::string(199, 'a') + "b";
   for (auto _ : state) {
     int hit = 0;
     char* s = highLight_Abstract(text.c_str(), query.c_str(), 50, hit);
@@ -52,7 +56,11 @@ void BM_AbstractPinyinWorstCase(benchmark::State& state) {
     free(s);
   }
 }
-BENCHMARK(BM_AbstractPinyinWorstCase)->Arg(1024)->Arg(100 * 1024)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_AbstractPinyinWorstCase)
+    ->Args({1024, 0})
+    ->Args({100 * 1024, 0})
+    ->Args({100 * 1024, 1})
+    ->Unit(benchmark::kMillisecond);
 
 // A 200-character Chinese query found only at the end of a 100 KB text
 // made of the same phrase with its last character changed: every piece of up
