@@ -223,6 +223,7 @@ char* highLight_abstract_impl(const char* text, const char* query, int maxChars,
       abstract(text, maxChars, out);
     }
     result = detach(out);
+    if (result == nullptr) hit = 0;
   }
   darray_destroy(positions);
   str_buffer_free(out);
