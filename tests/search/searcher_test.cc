@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include "search/group_searcher.h"
+#include "search/search_index_config.h"
 #include "search/search_result.h"
 #include "search/searcher.h"
 #include "storage/doc_id_manager.h"
@@ -190,6 +191,26 @@ TEST_F(SearcherTest, FieldRestrictions) {
             MoreFields({"tag", "content"}, "vip").find("\"pkey_arr\":[\"m4\",\"m3\"],"
                                                    "\"offset_arr\":[4,3],\"field_id_arr\":[2,1],"
                                                    "\"weight_arr\":[80,166]"));
+}
+
+TEST_F(SearcherTest, OneSearchOverSeveralIndexesPagesEachIndexOnItsOwn) {
+  AddBasicDocs();
+  ASSERT_EQ(0, searcher_.addIndex("notes", kDb, "note", "id", "body", "", "", "", "", nullptr));
+  const char* body[] = {"张三的笔记"};
+  ASSERT_EQ(0, searcher_.addDoc("notes", kDb, "note", "n1", 1, const_cast<char**>(body)));
+  SearchIndexConfig config;
+  config.createConfigItem(kIndex, 0, 1);  // only the best hit of "chat"
+  config.createConfigItem("notes", 0, 10);
+  SearchResult result(true);
+  ASSERT_EQ(0, searcher_.doSearch("张三", &config, &result));
+  std::unique_ptr<StringBuffer> json(result.serialize());
+  ASSERT_NE(nullptr, json);
+  EXPECT_EQ(AllJson({TableJson("message", 2, {{"m1", 0, 0, 180, "default"}}),
+                     "{\"table_name\":\"note\",\"db_name\":\"main.db\",\"key_field\":\"id\","
+                     "\"docs_found\":1,\"docs_return\":1,\"field_num\":1,\"field_list\":\"body\","
+                     "\"pkey_arr\":[\"n1\"],\"offset_arr\":[3],\"field_id_arr\":[0],"
+                     "\"weight_arr\":[28],\"group_arr\":[\"default\"]}"}),
+            json->data);
 }
 
 TEST_F(SearcherTest, PagingRunsOverRankedHitsOfAllTables) {
