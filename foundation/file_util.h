@@ -1,7 +1,7 @@
 // POSIX file-system helpers with C-style names, at global scope.
 //
 // None of them logs. Paths longer than 4095 bytes are not supported (they are
-// cut). Symbolic links are followed by the tests (stat).
+// cut). is_dir and the size walk follow symbolic links (stat).
 #ifndef KS_FOUNDATION_FILE_UTIL_H_
 #define KS_FOUNDATION_FILE_UTIL_H_
 
@@ -14,7 +14,8 @@ int file_exist(const char* path);
 // Creates the directory and every missing parent; existing ones are fine.
 // 0, or -1 for a null / empty path or when a mkdir fails. Callers pass 0755.
 int make_dir(const char* path, mode_t mode);
-// Removes a file, or a directory with everything below it. A missing path
+// Removes a file, or a directory with everything below it; a symbolic link is
+// removed itself, never followed. A missing path
 // gives 0. -1 for a null path or when a directory cannot be opened (removal
 // stops at the first such failure).
 int remove_dir(const char* path);
