@@ -1,0 +1,84 @@
+#include "foundation/binary_set.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+#include <set>
+
+namespace mobile_search {
+namespace {
+
+TEST(BinarySet, NearestLessCountsSmallerMembersAndKeepsItsMemberQuirks) {
+  BinarySet set;
+  EXPECT_EQ(0, set.nearest_less(5));  // empty
+  for (int v : {3, 5, 9}) set.add(v);
+  EXPECT_EQ(0, set.nearest_less(1));
+  EXPECT_EQ(1, set.nearest_less(4));
+  EXPECT_EQ(2, set.nearest_less(6));
+  EXPECT_EQ(3, set.nearest_less(10));
+  // Members: the result depends on where the search meets them.
+  EXPECT_EQ(0, set.nearest_less(3));
+  EXPECT_EQ(2, set.nearest_less(5));
+  EXPECT_EQ(0, set.nearest_less(9));
+
+  // For non-members, against a model, on sets of many shapes.
+  std::mt19937 rng(3);
+  for (int round = 0; round < 200; ++round) {
+    std::set<int> model;
+    int n = 1 + rng() % 40;
+    while ((int)model.size() < n) model.insert(rng() % 200);
+    BinarySet big;
+    for (int v : model) ASSERT_EQ(0, big.add(v));
+    for (int v = -2; v < 203; ++v) {
+      if (model.count(v)) continue;
+      int smaller = (int)std::distance(model.begin(), model.lower_bound(v));
+      ASSERT_EQ(smaller, big.nearest_less(v)) << "v=" << v << " n=" << n;
+    }
+  }
+}
+
+TEST(BinarySet, AddAppendsUnsortedUntilInsertSort) {
+  BinarySet set;
+  EXPECT_TRUE(set.is_empty());
+  EXPECT_EQ(-1, set.is_in_set(7));
+  EXPECT_EQ(0, set.add(7));
+  EXPECT_EQ(0, set.add(2));
+  EXPECT_EQ(7, set.get_value_index(0));  // kept in arrival order
+  EXPECT_EQ(2, set.get_value_index(1));
+  set.insert_sort();
+  EXPECT_EQ(2, set.get_value_index(0));
+  EXPECT_EQ(1, set.is_in_set(7));
+  EXPECT_EQ(0, set.add(7));  // already present
+  EXPECT_EQ(2, set.get_size());
+  EXPECT_EQ(0, set.get_value_index(2));
+
+  EXPECT_EQ(0, set.del(4));  // absent: nothing changes
+  EXPECT_EQ(2, set.get_size());
+  EXPECT_EQ(0, set.del(2));
+  EXPECT_EQ(1, set.get_size());
+  EXPECT_EQ(0, set.is_in_set(7));
+
+  testing::internal::CaptureStdout();
+  set.add(9);
+  set.show_all_data();
+  EXPECT_EQ("7, 9, \n", testing::internal::GetCapturedStdout());
+
+  // compose_set only copies an empty list (so it always ends empty).
+  _DArray* values = darray_create(nullptr, false);
+  darray_append(values, 4ULL);
+  set.compose_set(values);
+  EXPECT_TRUE(set.is_empty());
+  set.add(1);
+  set.compose_set(nullptr);
+  EXPECT_TRUE(set.is_empty());
+  darray_destroy(values);
+
+  set.add(1);
+  set.clear_set();
+  EXPECT_EQ(0, set.get_size());
+  EXPECT_EQ(-1, set.is_in_set(1));
+}
+
+}  // namespace
+}  // namespace mobile_search
