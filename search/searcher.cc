@@ -33,6 +33,18 @@ const char* GroupName(const SGroupConfig* group) {
   return group->group_name->data;
 }
 
+// Calls `op` on every group whose searcher is already open; groups not yet
+// opened are left alone.
+void ForEachOpenGroup(ConfigManager* manager, int (GroupSearcher::*op)()) {
+  if (manager == nullptr) return;
+  _DArray* groups = manager->getAllGroupConfig();
+  const unsigned int n = darray_length(groups);
+  for (unsigned int i = 0; i < n; ++i) {
+    SGroupConfig* group = GroupAt(groups, i);
+    if (group != nullptr && group->searcher != nullptr) (group->searcher->*op)();
+  }
+}
+
 // The serialized result as a malloc'd text owned by the caller; null when
 // there is nothing to serialize or the text is empty.
 char* TakeJson(const SearchResult* result) {
@@ -265,24 +277,12 @@ int Searcher::ellipse_index(const char* group, bool force) {
 }
 
 int Searcher::save() {
-  if (config_manager_ == nullptr) return 0;
-  _DArray* groups = config_manager_->getAllGroupConfig();
-  const unsigned int n = darray_length(groups);
-  for (unsigned int i = 0; i < n; ++i) {
-    SGroupConfig* group = GroupAt(groups, i);
-    if (group != nullptr && group->searcher != nullptr) group->searcher->save();
-  }
+  ForEachOpenGroup(config_manager_, &GroupSearcher::save);
   return 0;
 }
 
 int Searcher::close() {
-  if (config_manager_ == nullptr) return 0;
-  _DArray* groups = config_manager_->getAllGroupConfig();
-  const unsigned int n = darray_length(groups);
-  for (unsigned int i = 0; i < n; ++i) {
-    SGroupConfig* group = GroupAt(groups, i);
-    if (group != nullptr && group->searcher != nullptr) group->searcher->close();
-  }
+  ForEachOpenGroup(config_manager_, &GroupSearcher::close);
   return 0;
 }
 
