@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <functional>
 #include <random>
 #include <string>
 #include <vector>
@@ -84,48 +83,35 @@ TEST(BlockFilesTest, AppendOffsetsInfoFileAndFileBoundary) {
   EXPECT_EQ(2, again.blockNumber());
 }
 
-// Runs `body` in a child process; bodies end with _exit, as a crash would, so
-// nothing is closed or saved on the way out.
-void CrashAfter(const std::function<void()>& body) {
+std::string Record(int i) { return "rec" + std::to_string(1000000 + i); }  // 10 bytes
+
+// In a child process: appends 1000 records to store `name` (with autosave
+// on or off, saving the last ones if asked) and dies without closing or
+// saving anything, as a crash would.
+void AppendAndCrash(const char* dir, const char* name, bool autosave, bool save) {
   pid_t pid = fork();
   ASSERT_GE(pid, 0);
   if (pid == 0) {
-    body();
+    BlockFiles s(12, nullptr, false, false);
+    if (!s.openFiles(dir, name)) _exit(1);
+    s.setAutoSave(autosave);
+    for (int i = 0; i < 999; ++i) s.append(Record(i).data(), 10);
+    if (save) s.sync();
+    s.append(Record(999).data(), 10);
+    if (save) s.saveLastBytes(10);
     _exit(0);
   }
   int status = 0;
   ASSERT_EQ(pid, waitpid(pid, &status, 0));
-  ASSERT_TRUE(WIFEXITED(status));
+  ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
 }
-
-std::string Record(int i) { return "rec" + std::to_string(1000000 + i); }  // 10 bytes
 
 TEST(BlockFilesTest, DurabilityWithAndWithoutAutosaveAcrossACrash) {
   ks_test::TempDir dir;
   const char* d = dir.path().c_str();
-  CrashAfter([d] {
-    BlockFiles s(12, nullptr, false, false);
-    if (!s.openFiles(d, "on")) _exit(1);
-    for (int i = 0; i < 1000; ++i) s.append(Record(i).data(), 10);
-    _exit(0);  // before the store's destructor could save anything
-  });
-  CrashAfter([d] {
-    BlockFiles s(12, nullptr, false, false);
-    if (!s.openFiles(d, "off")) _exit(1);
-    s.setAutoSave(false);
-    for (int i = 0; i < 1000; ++i) s.append(Record(i).data(), 10);
-    _exit(0);  // before the store's destructor could save anything
-  });
-  CrashAfter([d] {
-    BlockFiles s(12, nullptr, false, false);
-    if (!s.openFiles(d, "saved")) _exit(1);
-    s.setAutoSave(false);
-    for (int i = 0; i < 999; ++i) s.append(Record(i).data(), 10);
-    s.sync();
-    s.append(Record(999).data(), 10);
-    s.saveLastBytes(10);
-    _exit(0);
-  });
+  AppendAndCrash(d, "on", true, false);
+  AppendAndCrash(d, "off", false, false);
+  AppendAndCrash(d, "saved", false, true);
 
   for (const char* name : {"on", "saved"}) {
     BlockFiles s(12, nullptr, false, false);
