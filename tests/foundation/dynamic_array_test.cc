@@ -126,9 +126,10 @@ TEST(DynamicArray, ReleaseCallbackOnlyWithFreeDataAndNeverForArrayList) {
   g_released = 0;
   _DArray* owned = darray_create(release_counted, true);
   for (int i = 0; i < 5; ++i) darray_append(owned, heap_cell());
-  void* kept = heap_cell();
-  darray_set_by_index(owned, 0, kept);  // set does not release the old value
+  void* replaced = slot_to_ptr(owned->items[0]);
+  darray_set_by_index(owned, 0, heap_cell());  // set does not release the old value
   EXPECT_EQ(0, g_released);
+  free(replaced);
   darray_clean(owned);
   EXPECT_EQ(5, g_released);
   EXPECT_EQ(0u, owned->count);
