@@ -182,16 +182,15 @@ unsigned int BlockFiles::getSafeOffset(int offset, MMapFile* file) {
 void* BlockFiles::getBlockAddress(int i, unsigned int& len) {
   MMapFile* file = fileAt(i);
   if (file == nullptr) return nullptr;
+  // Content that reaches past this file covers all of it; the file holding
+  // the end of the content uses contentLen mod size. Measuring from the
+  // content length rather than from the file's position in the list also
+  // keeps an exactly full last file at its whole size, and a spare file left
+  // by an interrupted expand at 0.
   unsigned long long start = static_cast<unsigned long long>(i) << blockBits;
+  unsigned long long used = contentLen > start ? contentLen - start : 0;
   unsigned int mapped = file->getMapSize();
-  if (i < fileCount - 1) {
-    len = mapped;
-  } else {
-    // contentLen mod size, except that an exactly full last file reports
-    // its whole size rather than 0.
-    unsigned long long used = contentLen > start ? contentLen - start : 0;
-    len = used < mapped ? static_cast<unsigned int>(used) : mapped;
-  }
+  len = used < mapped ? static_cast<unsigned int>(used) : mapped;
   return file->safeOffset2Addr(0);
 }
 
@@ -234,9 +233,12 @@ void BlockFiles::saveLastBytes(unsigned int n) {
 int BlockFiles::writeBackFile(int i, bool viaMsync) {
   MMapFile* file = fileAt(i);
   if (file == nullptr) return -1;
-  if (i == fileCount - 1) {
-    unsigned int used = 0;
-    getBlockAddress(i, used);
+  unsigned int used = 0;
+  getBlockAddress(i, used);
+  // The active file (normally the last) is written up to the end of the
+  // content, with the content length; a file the content has passed is
+  // written whole, unless full files are settled.
+  if (i == fileCount - 1 || used < file->getMapSize()) {
     int rc = 0;
     if (used > 0) {
       rc = viaMsync ? (file->blockFlush(syncFlush, 0, used) ? 0 : -1) : file->syncDirty(0, used);

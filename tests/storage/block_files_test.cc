@@ -273,6 +273,11 @@ TEST(BlockFilesTest, BadInputFailsWithoutCrashing) {
     BlockFiles s(14, nullptr, false, false);
     ASSERT_EQ(1, s.openFiles(dir.path().c_str(), "leftover"));
     EXPECT_EQ(4, s.blockNumber());
+    unsigned int len = 0;
+    s.getBlockAddress(2, len);
+    EXPECT_EQ(8000u, len);  // the content ends in file 2, not in the spare file
+    s.getBlockAddress(3, len);
+    EXPECT_EQ(0u, len);
     std::string rec(16000, 'z');
     EXPECT_EQ(3 << 14, s.append(rec.data(), 16000));
     EXPECT_EQ(4, s.blockNumber());
