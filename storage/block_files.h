@@ -76,9 +76,10 @@ class BlockFiles {
   // data file, while record stores walk files with getBlockAddress.
   unsigned int getSafeOffset(int offset, MMapFile* file);
 
-  // Start of data file i and its used length in `len` (the mapped size for
-  // all but the last file, contentLen mod file size for the last). Null when
-  // i is out of range or the file is missing.
+  // Start of data file i and its used length in `len`: the mapped size for
+  // a file the content has passed, contentLen mod file size for the file
+  // holding the end of the content (the last one), 0 beyond. Null when i is
+  // out of range or the file is missing.
   void* getBlockAddress(int i, unsigned int& len);
 
   int blockNumber() const { return fileCount; }
@@ -97,8 +98,10 @@ class BlockFiles {
   // when n > contentLen. Owners call it after changing a record they
   // appended with autosave off.
   void saveLastBytes(unsigned int n);
-  // Last file: its used bytes and the content length; earlier files: the
-  // whole file, unless clearFullFiles. 0, or -1 when a write failed.
+  // Last (active) file: its used bytes and the content length; a file the
+  // content has passed: the whole file, unless clearFullFiles. Only bytes
+  // changed since their last write-back are written. 0, or -1 when a write
+  // failed.
   int syncFile(int i);
   // syncFile for every file in order; returns 1.
   int sync();
