@@ -99,6 +99,15 @@ void IntersectTerms(_DArray* terms, _DArray* hits, _DArray* filter) {
   }
 }
 
+bool SameTerms(const _DArray* a, const _DArray* b) {
+  const unsigned int n = darray_length(a);
+  if (n != darray_length(b)) return false;
+  for (unsigned int i = 0; i < n; ++i) {
+    if (darray_get_by_index(a, i) != darray_get_by_index(b, i)) return false;
+  }
+  return true;
+}
+
 // Appends the hits of `more`, last to first, whose documents `merged` does
 // not hold yet. They are not re-sorted: a short-word hit (names, pinyin,
 // initials) always ranks before a document found only through text terms.
@@ -190,6 +199,10 @@ int GroupSearcher::doSearchImpl(SearchResult* result,
   DocIdManager* docs = m_indexMgr->doc_mgr;
   _DArray* merged = darray_create(nullptr, false);
   for (int k = 0; k < list_count && merged != nullptr; ++k) {
+    // A later list with exactly the terms of the first finds exactly its
+    // documents, all of which are merged already (Latin words, pinyin and
+    // single characters give both lists the same terms).
+    if (k > 0 && SameTerms(lists[k], lists[0])) continue;
     _DArray* terms = darray_create(term_free, true);
     if (terms == nullptr) break;
     const unsigned int n = darray_length(lists[k]);
