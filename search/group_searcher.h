@@ -66,8 +66,9 @@ struct index_mgr_t {
 // log, in this order). Null for an empty argument or when a store cannot be
 // created or opened; whatever was made is destroyed then.
 index_mgr_t* index_mgr_create(const char* dir, const char* name);
-// Destroys the index, the document-id store and the log (closing their
-// files without writing back), then the record. Null is ignored.
+// Destroys the index, the document-id store and the log, closing their
+// files (records not saved before are not written back), then the record.
+// Null is ignored.
 void index_mgr_free(index_mgr_t* mgr);
 // Saves the index, the document-id store and the log. 1, or 0 for null.
 int index_mgr_save(index_mgr_t* mgr);

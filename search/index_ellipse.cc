@@ -229,24 +229,19 @@ void GroupSearcher::collectChanged(EllipseRun* run) {
 void GroupSearcher::mirrorDeletions(EllipseRun* run) {
   DocIdManager* live = m_indexMgr->doc_mgr;
   DocIdManager* copy = run->copy_docs;
+  auto at = [](const BinarySet& set, int i) {
+    return static_cast<unsigned int>(set.get_value_index(static_cast<unsigned int>(i)));
+  };
   int deleted_below = 0;
   int deleted_count = run->deleted.get_size();
   for (unsigned int d = 0; d < run->doc_count; ++d) {
-    while (deleted_below < deleted_count &&
-           static_cast<unsigned int>(
-               run->deleted.get_value_index(static_cast<unsigned int>(deleted_below))) < d) {
-      ++deleted_below;
-    }
-    if (deleted_below < deleted_count &&
-        static_cast<unsigned int>(
-            run->deleted.get_value_index(static_cast<unsigned int>(deleted_below))) == d) {
-      continue;
-    }
+    while (deleted_below < deleted_count && at(run->deleted, deleted_below) < d) ++deleted_below;
+    if (deleted_below < deleted_count && at(run->deleted, deleted_below) == d) continue;
     mirrorMark(copy, d - static_cast<unsigned int>(deleted_below), live->isDocidDel(d));
   }
   for (int i = 0; i < run->changed.get_size(); ++i) {
-    unsigned int d = static_cast<unsigned int>(run->changed.get_value_index(static_cast<unsigned int>(i)));
-    mirrorMark(copy, run->copy_base + static_cast<unsigned int>(i), live->isDocidDel(d));
+    mirrorMark(copy, run->copy_base + static_cast<unsigned int>(i),
+               live->isDocidDel(at(run->changed, i)));
   }
 }
 

@@ -1,15 +1,11 @@
-// A configured index root with one table and a group searcher on it, plus
-// readers that check a group's stores directly: which live document holds a
-// word, and whether the group matches a model of what the updates said.
+// A configured index root with one table and a group searcher on it, a model
+// of what the updates said, and checks of the group's stores against it.
 //
-// The table "msg" of database "db" in index "idx" has the index fields
-// "title" (long text) and "tag" (indexed without tokenizing) and the profile
-// field "extra". Documents are identified in tests by their tag word, which
-// the no-token field indexes as one exact term.
+// Table "msg" of database "db" in index "idx": index fields "title" (long
+// text) and "tag" (no-token), profile field "extra". A document is known by
+// its tag word, which the no-token field indexes as one exact term.
 #ifndef KS_TESTS_SEARCH_GROUP_SEARCHER_FIXTURE_H_
 #define KS_TESTS_SEARCH_GROUP_SEARCHER_FIXTURE_H_
-
-#include <string.h>
 
 #include <functional>
 #include <map>
@@ -23,7 +19,6 @@
 #include "search/group_searcher.h"
 #include "storage/doc_id_manager.h"
 #include "storage/index_manager.h"
-#include "storage/index_term.h"
 #include "test_util.h"
 
 namespace ks_test {
@@ -31,45 +26,37 @@ namespace ks_test {
 using mobile_search::ConfigManager;
 using mobile_search::DocIdManager;
 using mobile_search::GroupSearcher;
-using mobile_search::IndexTerm;
-using mobile_search::doc_union_t;
 
-// key -> tag word of the document's current content.
-typedef std::map<std::string, std::string> DocModel;
+inline std::string Key(int i) { return "k" + std::to_string(i); }
+inline std::string Tag(int i, int version) {
+  return "t" + std::to_string(i) + "x" + std::to_string(version);
+}
+inline unsigned int Sign(const std::string& word) {
+  return mobile_search::idx_sign32(word.c_str(), static_cast<unsigned int>(word.size()));
+}
 
-inline void RegisterTable(ConfigManager* mgr, const char* table, const char* group) {
-  ASSERT_EQ(0, mgr->addIndex("idx", "db", table, group, "id", "title,tag", nullptr, nullptr,
+inline void RegisterTable(ConfigManager* mgr, const char* table) {
+  ASSERT_EQ(0, mgr->addIndex("idx", "db", table, nullptr, "id", "title,tag", nullptr, nullptr,
                              "extra", "tag"));
 }
 
-// Adds or changes a row of `table`; the title repeats the tag so that the
-// long-text field gets postings too.
+// The title repeats the tag so that the long-text field has postings too.
 inline int PutDoc(GroupSearcher* gs, const std::string& key, const std::string& tag,
                   const char* table = "msg", const char* extra = "x") {
   std::string title = "note " + tag;
-  char* values[3] = {const_cast<char*>(title.c_str()), const_cast<char*>(tag.c_str()),
-                     const_cast<char*>(extra)};
+  char* values[3] = {&title[0], const_cast<char*>(tag.c_str()), const_cast<char*>(extra)};
   return gs->modifyDoc("idx", "db", table, key.c_str(), 3, values);
 }
 
-inline int DelDoc(GroupSearcher* gs, const std::string& key, const char* table = "msg") {
-  return gs->delDoc("idx", "db", table, key.c_str());
-}
-
-inline unsigned int TableId(const char* table = "msg") {
-  return mobile_search::table_info_make_id("idx", "db", table);
-}
-
-// Doc ids holding `word` in any field, ascending and unique; deleted
-// documents included. Read without locks: callers are single-threaded.
+// Doc ids holding `word` in any field, ascending and unique, deleted ones
+// included. Unlocked: callers are single-threaded.
 inline std::vector<unsigned int> Postings(GroupSearcher* gs, const std::string& word) {
   std::vector<unsigned int> ids;
-  unsigned int sign = mobile_search::idx_sign32(word.c_str(), static_cast<unsigned int>(word.size()));
-  IndexTerm term(sign, 0, nullptr, nullptr, nullptr);
-  gs->getIndexMgr()->index_mgr->getTerm(sign, &term, -1);
+  mobile_search::IndexTerm term(Sign(word), 0, nullptr, nullptr, nullptr);
+  gs->getIndexMgr()->index_mgr->getTerm(Sign(word), &term, -1);
   term.sort();
-  doc_union_t u;
-  while (term.next(u) != IndexTerm::kEnd) {
+  mobile_search::doc_union_t u;
+  while (term.next(u) != mobile_search::IndexTerm::kEnd) {
     if (ids.empty() || ids.back() != u.docid()) ids.push_back(u.docid());
   }
   return ids;
@@ -80,11 +67,10 @@ inline std::multiset<std::string> LiveHolders(GroupSearcher* gs, const std::stri
   std::multiset<std::string> keys;
   DocIdManager* docs = gs->getIndexMgr()->doc_mgr;
   for (unsigned int id : Postings(gs, word)) {
-    if (docs->isDocidDel(id)) continue;
-    mobile_search::_str_buffer_t* key = mobile_search::str_buffer_create(16);
-    docs->getPKey(static_cast<int>(id), key);
-    keys.insert(key->data);
-    mobile_search::str_buffer_free(key);
+    mobile_search::StringBuffer key;
+    if (docs->isDocidDel(id) == 0 && docs->getPKey(static_cast<int>(id), &key) == 0) {
+      keys.insert(key.data);
+    }
   }
   return keys;
 }
@@ -96,32 +82,11 @@ inline unsigned int LiveCount(GroupSearcher* gs) {
   return live;
 }
 
-// The group holds exactly the model: one live document per key, found by
-// its tag word (and only there), and no other live document. Every tag in
-// `gone` names content that must no longer be found.
-inline void ExpectGroupMatches(GroupSearcher* gs, const DocModel& model,
-                               const std::set<std::string>& gone = {}) {
-  ASSERT_NE(nullptr, gs->getIndexMgr());
-  DocIdManager* docs = gs->getIndexMgr()->doc_mgr;
-  std::map<std::string, std::multiset<std::string>> holders;
-  for (const auto& kv : model) {
-    EXPECT_GE(docs->getDocid(TableId(), kv.first.c_str()), 0) << kv.first;
-    holders[kv.second].insert(kv.first);
-  }
-  for (const auto& h : holders) EXPECT_EQ(h.second, LiveHolders(gs, h.first)) << h.first;
-  for (const std::string& tag : gone) {
-    if (holders.count(tag) == 0) {
-      EXPECT_TRUE(LiveHolders(gs, tag).empty()) << tag;
-    }
-  }
-  EXPECT_EQ(model.size(), LiveCount(gs));
-}
-
-// Walks every stored posting: each must belong to a live document (so a
-// compacted group holds no posting of a deleted one), and each document of
-// the model must hold its tag. Cheaper than a lookup per document for big
-// groups, whose active data file every lookup scans.
-inline void ExpectPostingsOnlyOfLiveDocuments(GroupSearcher* gs, const DocModel& model) {
+// Every stored posting belongs to a live document (a compacted group keeps
+// none of a deleted one) and every modelled document holds its tag. One walk
+// instead of a lookup per document, each of which scans the active file.
+inline void ExpectPostingsOnlyOfLive(GroupSearcher* gs,
+                                     const std::map<std::string, std::string>& model) {
   DocIdManager* docs = gs->getIndexMgr()->doc_mgr;
   mobile_search::BlockFiles* store = gs->getIndexMgr()->index_mgr->getStore();
   std::map<unsigned int, std::set<unsigned int>> signs;  // doc id -> term signs
@@ -129,20 +94,17 @@ inline void ExpectPostingsOnlyOfLiveDocuments(GroupSearcher* gs, const DocModel&
     unsigned int len = 0;
     const unsigned char* base = static_cast<const unsigned char*>(store->getBlockAddress(f, len));
     ASSERT_NE(nullptr, base);
-    for (unsigned int off = 0; off + mobile_search::_idx2_unit_t::kSize <= len;
-         off += mobile_search::_idx2_unit_t::kSize) {
+    for (unsigned int off = 0; off + 11 <= len; off += 11) {
       const auto* rec = reinterpret_cast<const mobile_search::_idx2_unit_t*>(base + off);
-      ASSERT_LT(rec->docid(), docs->getDocNumber());
       ASSERT_EQ(0, docs->isDocidDel(rec->docid())) << rec->docid();
       signs[rec->docid()].insert(rec->sign());
     }
   }
   for (const auto& kv : model) {
-    int id = docs->getDocid(TableId(), kv.first.c_str());
+    int id = docs->getDocid(mobile_search::table_info_make_id("idx", "db", "msg"),
+                            kv.first.c_str());
     ASSERT_GE(id, 0) << kv.first;
-    unsigned int sign =
-        mobile_search::idx_sign32(kv.second.c_str(), static_cast<unsigned int>(kv.second.size()));
-    EXPECT_EQ(1u, signs[static_cast<unsigned int>(id)].count(sign)) << kv.first;
+    EXPECT_EQ(1u, signs[static_cast<unsigned int>(id)].count(Sign(kv.second))) << kv.first;
   }
   EXPECT_EQ(model.size(), LiveCount(gs));
 }
@@ -160,28 +122,70 @@ class StagedSearcher : public GroupSearcher {
   }
 };
 
-// A fresh root with the table registered in the group "default", and an
-// open searcher on that group.
+// A fresh root with table "msg" in group "default", an open searcher on it
+// and the model (key -> current tag) kept by put() and del().
 class GroupFixture : public ::testing::Test {
  protected:
   void SetUp() override {
     mgr_ = new ConfigManager(tmp_.path().c_str());
     ASSERT_TRUE(mgr_->isOk());
-    RegisterTable(mgr_, "msg", nullptr);
-    gs_ = makeSearcher();
+    RegisterTable(mgr_, "msg");
+    gs_ = staged_ = new StagedSearcher();
     ASSERT_EQ(0, gs_->open(mgr_, "default"));
   }
-  virtual GroupSearcher* makeSearcher() { return new GroupSearcher(); }
   void TearDown() override {
     delete gs_;
     delete mgr_;
   }
 
+  void put(int i, int version) {
+    ASSERT_EQ(0, PutDoc(gs_, Key(i), Tag(i, version)));
+    if (model_.count(Key(i))) gone_.insert(model_[Key(i)]);
+    model_[Key(i)] = Tag(i, version);
+  }
+  void del(int i) {
+    ASSERT_EQ(0, gs_->delDoc("idx", "db", "msg", Key(i).c_str()));
+    if (model_.count(Key(i))) gone_.insert(model_[Key(i)]);
+    model_.erase(Key(i));
+  }
+  // Documents [from, to) at version 0, saved once at the end.
+  void fill(int from, int to) {
+    gs_->setAutoSave(false);
+    for (int i = from; i < to; ++i) put(i, 0);
+    gs_->setAutoSave(true);
+    gs_->save();
+  }
+  int liveId(const std::string& key) {
+    return gs_->getIndexMgr()->doc_mgr->getDocid(
+        mobile_search::table_info_make_id("idx", "db", "msg"), key.c_str());
+  }
+
+  // The group holds exactly the model: each key's tag is found in its live
+  // document only, replaced contents are found nowhere, nothing else lives.
+  void expectModel() {
+    ASSERT_NE(nullptr, gs_->getIndexMgr());
+    std::map<std::string, std::multiset<std::string>> holders;
+    for (const auto& kv : model_) holders[kv.second].insert(kv.first);
+    for (const auto& h : holders) EXPECT_EQ(h.second, LiveHolders(gs_, h.first)) << h.first;
+    for (const std::string& tag : gone_) {
+      if (holders.count(tag) == 0) {
+        EXPECT_TRUE(LiveHolders(gs_, tag).empty()) << tag;
+      }
+    }
+    EXPECT_EQ(model_.size(), LiveCount(gs_));
+  }
+  void reopen() {
+    ASSERT_EQ(0, gs_->close());
+    ASSERT_EQ(0, gs_->open(mgr_, "default"));
+  }
   std::string groupDir() const { return tmp_.path() + "/allin"; }
 
   TempDir tmp_;
   ConfigManager* mgr_ = nullptr;
   GroupSearcher* gs_ = nullptr;
+  StagedSearcher* staged_ = nullptr;
+  std::map<std::string, std::string> model_;
+  std::set<std::string> gone_;
 };
 
 }  // namespace ks_test
