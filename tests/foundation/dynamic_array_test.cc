@@ -96,10 +96,6 @@ TEST(DynamicArray, RangedDeleteMovesOnlyNSlotsAndReleasesTheDeleted) {
   EXPECT_EQ(RET_OK, darray_delete(arr, 5, 100));
   EXPECT_EQ((std::vector<u64>{10, 11, 15, 16, 17}), contents(arr));
   EXPECT_EQ(0u, arr->items[5]);
-  EXPECT_EQ(RET_OK, darray_delete(arr, 0, 0));   // n < 1
-  EXPECT_EQ(RET_OK, darray_delete(arr, 5, 1));   // index == count
-  EXPECT_EQ(RET_OK, darray_delete(arr, 99));     // single, out of range
-  EXPECT_EQ(5u, arr->count);
   darray_destroy(arr);
 
   g_released = 0;
@@ -119,7 +115,8 @@ TEST(DynamicArray, RangedDeleteMovesOnlyNSlotsAndReleasesTheDeleted) {
   darray_delete(owned, 0);
   EXPECT_EQ(4, g_released);
   for (int i : {1, 5, 6, 7, 8, 9}) free(cells[i]);
-  pointer_destory(owned);
+  pointer_destory(owned);  // frees the array, releases nothing
+  EXPECT_EQ(4, g_released);
 }
 
 TEST(DynamicArray, ReleaseCallbackOnlyWithFreeDataAndNeverForArrayList) {
@@ -158,14 +155,6 @@ TEST(DynamicArray, ReleaseCallbackOnlyWithFreeDataAndNeverForArrayList) {
   darray_destroy(unowned);
   EXPECT_EQ(7, g_released);
   free(cell);
-
-  // pointer_destory frees the array but not what its slots point to.
-  _DArray* shell = darray_create(release_counted, true);
-  void* survivor = heap_cell();
-  darray_append(shell, survivor);
-  pointer_destory(shell);
-  EXPECT_EQ(7, g_released);
-  free(survivor);
 }
 
 TEST(DynamicArray, InsertPrependGetSetAndPointerSlots) {
@@ -177,10 +166,6 @@ TEST(DynamicArray, InsertPrependGetSetAndPointerSlots) {
   u64 out = 0;
   EXPECT_EQ(RET_OK, darray_get_by_index(arr, 5, &out));
   EXPECT_EQ(7u, out);
-  EXPECT_EQ(RET_INVALID, darray_get_by_index(arr, 6, &out));
-  EXPECT_EQ(RET_INVALID, darray_get_by_index(arr, 0, nullptr));
-  EXPECT_EQ(0u, darray_get_by_index(static_cast<const _DArray*>(arr), 6));
-  EXPECT_EQ(RET_INVALID, darray_set_by_index(arr, 6, 1ULL));
   EXPECT_EQ(6u, darray_length(arr));
 
   std::string text = "slot";
