@@ -1,0 +1,127 @@
+package com.orvenco.android.vantrel.search.test;
+
+import static com.orvenco.android.vantrel.search.NativeHandler.*;
+import static com.orvenco.android.vantrel.search.test.Harness.check;
+import static com.orvenco.android.vantrel.search.test.Harness.checkEquals;
+import static com.orvenco.android.vantrel.search.test.Harness.keys;
+
+import com.orvenco.android.vantrel.search.SearchImpl;
+import com.orvenco.android.vantrel.search.Utils;
+import java.nio.file.Path;
+import java.util.List;
+import java.util.concurrent.CopyOnWriteArrayList;
+
+/** The application's whole use of the engine, in the order it makes its calls. */
+final class EndToEndTest {
+    private EndToEndTest() {}
+
+    static void appFlow(Path dir) {
+        List<String> logLines = new CopyOnWriteArrayList<>();
+        SearchImpl.setLogSink(logLines::add);
+        try (HostApp app = new HostApp(dir)) {
+            app.insert("c1", "张三", "meeting about the kestrel survey");
+            app.insert("c2", "李四", "东北大学");
+            app.insert("c3", "王小明", "secret budget");
+            for (int i = 0; i < 60; i++) {
+                app.insert("f" + i, "赵六", "filler row " + i);
+            }
+
+            checkEquals(0, native_init_engine(app.root, 0), "init");
+            checkEquals(0, native_set_log_callback(), "log callback");
+            checkEquals(0, native_addDB(HostApp.DB, app.dbPath, HostApp.KEY, false), "addDB");
+            checkEquals(0, native_add_index_for_table(HostApp.INDEX, HostApp.DB, HostApp.TABLE,
+                    "cid", "name,note", "", "name", "", "", null), "add index");
+            // The application hides one word of the notes from the index.
+            SearchImpl.setDataProcessor(HostApp.INDEX, (name, count, fields, values) -> {
+                String[] out = values.clone();
+                for (int i = 0; i < count; i++) {
+                    if (fields[i].equals("note")) {
+                        out[i] = values[i].replace("secret", "hidden");
+                    }
+                }
+                return out;
+            });
+            checkEquals(0, native_set_index_dataFunc(HostApp.INDEX), "data func");
+
+            check(app.scanAll() >= 63, "every row scanned");
+            checkEquals(keys("c3"), app.find("hidden"), "processed value indexed");
+            checkEquals(keys(), app.find("secret"), "original value not indexed");
+
+            // Rows the application writes afterwards arrive through the hook.
+            checkEquals(0, native_hook_db(HostApp.DB, app.conn), "hook");
+            app.insert("c4", "张伟", "secret hooked row");
+            checkEquals(keys("c3", "c4"), app.find("hidden"), "hooked row processed");
+
+            String json = app.search("张三");
+            check(json != null && json.startsWith("{\"all_result\":[{\"table_name\":\"contact\""),
+                    "JSON result: " + json);
+            checkEquals(keys("c1"), Harness.pkeys(json), "Chinese");
+            checkEquals(keys("c1"), app.find("zhangsan"), "full pinyin");
+            checkEquals(keys("c1"), app.find("zs"), "initials");
+            checkEquals(keys("c1"), app.find("KESTR"), "Latin prefix");
+            checkEquals(keys("c4"), app.find("zhangwei"), "hooked row by pinyin");
+            checkEquals(null, native_search(HostApp.INDEX, "name", "kestrel", 0, 10, false),
+                    "field restriction");
+            checkEquals(60, app.find("赵六").size(), "filler rows");
+
+            checkEquals("我和<red>张三</red>丰说",
+                    Utils.native_highlight_abstract("我和张三丰说", "zs", 10), "pinyin highlight");
+            checkEquals("...89<red>abc</red>de...",
+                    Utils.native_highlight_abstract("0123456789abcdefghij", "abc", 7),
+                    "Latin highlight");
+            checkEquals(null, Utils.native_highlight_abstract("0123456789", "xyz", 5),
+                    "no hit, no abstract");
+            checkEquals("zhang", Utils.native_convert_pinyin("张", 3), "pinyin");
+            checkEquals(null, Utils.native_convert_pinyin("a", 1), "no pinyin");
+
+            checkEquals(0, native_del_doc(HostApp.INDEX, HostApp.DB, HostApp.TABLE, "c1"), "del");
+            checkEquals(keys(), app.find("张三"), "deleted document");
+            checkEquals(0, native_del_doc(HostApp.INDEX, HostApp.DB, HostApp.TABLE, ""), "clear");
+            checkEquals(keys(), app.find("赵六"), "cleared table");
+            checkEquals(keys(), Harness.pkeys(
+                    native_get_table_record(HostApp.INDEX, HostApp.DB, HostApp.TABLE)),
+                    "no live rows");
+            app.insert("c5", "孙八", "after the clear");
+            checkEquals(keys("c5"), Harness.pkeys(
+                    native_get_table_record(HostApp.INDEX, HostApp.DB, HostApp.TABLE)),
+                    "table record");
+
+            checkEquals(0, native_set_auto_save(HostApp.INDEX, HostApp.DB, HostApp.TABLE, true),
+                    "auto-save");
+            check(native_get_del_num("default") > 60, "deleted documents counted");
+            native_ellipse_index("default", true);
+            checkEquals(0, native_get_del_num("default"), "compaction purged them");
+            checkEquals(keys("c5"), app.find("sunba"), "still searchable after compaction");
+
+            native_release_engine();
+            checkEquals(null, app.search("孙八"), "no engine, no search");
+            checkEquals(-1, native_scan_table(HostApp.DB, HostApp.TABLE, HostApp.INDEX),
+                    "no engine, no scan");
+            app.insert("c6", "周九", "written while the engine is down");
+
+            // The configuration brings the table back without add_index_for_table.
+            checkEquals(0, native_init_engine(app.root, 0), "init again");
+            checkEquals(keys("c5"), app.find("孙八"), "saved documents");
+            checkEquals(0, native_addDB(HostApp.DB, app.dbPath, HostApp.KEY, false), "addDB");
+            checkEquals(0, native_hook_db(HostApp.DB, app.conn), "hook again");
+            app.insert("c7", "吴十", "after the restart");
+            checkEquals(keys("c7"), app.find("wushi"), "table watched again");
+
+            checkEquals("0.1.0", native_index_version(), "version");
+            checkEquals(20, native_base_weight(), "base weight");
+            int seed = 0x1234;
+            int abcd = native_sign_str_hash(new String[] {"abcd"}, seed);
+            checkEquals(abcd, native_sign_str_hash(new String[] {"abcdef"}, seed),
+                    "only four bytes count");
+            check(abcd != native_sign_str_hash(new String[] {"abce"}, seed), "bytes count");
+            checkEquals(native_sign_str_hash(new String[] {"ef"}, abcd),
+                    native_sign_str_hash(new String[] {"abcd", "ef"}, seed), "chained");
+            checkEquals(seed, native_sign_str_hash(new String[0], seed), "empty array");
+            check(native_sign_str_hash(new String[] {"ef"}, 0)
+                    != native_sign_str_hash(new String[] {"ef\u0001"}, 0), "short string padded");
+        } finally {
+            SearchImpl.setDataProcessor(HostApp.INDEX, null);
+            SearchImpl.setLogSink(null);
+        }
+    }
+}
