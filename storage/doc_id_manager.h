@@ -72,8 +72,9 @@ class DocIdManager {
   int open(const char* dir);
 
   // Allocates the next doc id for a new record and returns it; -1 when not
-  // open, pkey is null or empty, or a store cannot take the record (no id
-  // is used up then). keyCrc is stored for keys longer than 8 bytes.
+  // open, pkey is null, empty or longer than 65,535 bytes (the record keeps
+  // 16 bits of length), or a store cannot take the record (no id is used up
+  // then). keyCrc is stored for keys longer than 8 bytes.
   int addPKey(unsigned int tableId, const char* pkey, unsigned int contentSum, unsigned int keyCrc);
 
   // Last live doc id of (tableId, pkey), or -1. Also: delDocid = a deleted id
