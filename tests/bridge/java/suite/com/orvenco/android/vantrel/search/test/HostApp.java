@@ -57,7 +57,7 @@ final class HostApp implements AutoCloseable {
     }
 
     String search(String query) {
-        return native_search(INDEX, null, query, 0, 100, false);
+        return native_search(INDEX, null, query, 0, 1000, false);
     }
 
     Set<String> find(String query) {

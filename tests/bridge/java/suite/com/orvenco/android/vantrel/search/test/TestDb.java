@@ -1,8 +1,13 @@
 package com.orvenco.android.vantrel.search.test;
 
+import com.orvenco.android.vantrel.search.NativeHandler;
+
 /** The host's own database connections and direct calls of the engine's callbacks. */
 final class TestDb {
     static {
+        // The engine library first, as the application loads it: its load
+        // stores the VM that the callbacks use.
+        NativeHandler.native_base_weight();
         System.loadLibrary("ks_bridge_test_helper");
     }
 
