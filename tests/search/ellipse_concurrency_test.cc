@@ -56,12 +56,13 @@ TEST_F(EllipseConcurrency, SearchesUpdatesAndCompactionsTogether) {
       std::this_thread::sleep_for(std::chrono::milliseconds(2));
     }
   };
-  std::atomic<bool> done(false);
+  std::atomic<bool> done(false), compacting(false);
   std::atomic<int> failures(0), compactions(0);
 
   std::thread updater([&] {
     std::mt19937 rng(7);
     std::vector<int> version(kKeys, 0);
+    while (!compacting) std::this_thread::yield();
     for (int n = 0; n < kUpdates; ++n) {
       int i = static_cast<int>(rng() % kKeys);
       unsigned int what = rng() % 10;
@@ -76,11 +77,12 @@ TEST_F(EllipseConcurrency, SearchesUpdatesAndCompactionsTogether) {
     done = true;
   });
   std::thread compactor([&] {
-    while (!done) {
+    compacting = true;
+    do {
       int rc = gs_->ellipseIndex("default", true);
       if (rc == GroupSearcher::kEllipseDone) ++compactions;
       if (rc != GroupSearcher::kEllipseDone && rc != GroupSearcher::kEllipseNothing) ++failures;
-    }
+    } while (!done);
   });
   auto searcher = [&](unsigned int seed) {
     std::mt19937 rng(seed);
