@@ -41,12 +41,9 @@ mobile_search::Searcher* engine_searcher() { return g_searcher; }
 
 int init_engine_impl(const char* root_path, int mode) {
   if (root_path == nullptr || root_path[0] == '\0') return -1;
-  // The searcher goes first here, the adapter first in release: both orders
-  // are the established ones and neither object uses the other on the way out.
-  delete g_searcher;
-  g_searcher = nullptr;
-  delete g_adapter;
-  g_adapter = nullptr;
+  // The adapter goes before the searcher it points to: its hooks and a
+  // running scan batch must be gone before the searcher is.
+  release_engine_impl();
 
   g_searcher = new mobile_search::Searcher();
   g_adapter = new mobile_search::KSSearchDataAdapter(root_path);

@@ -4,7 +4,7 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include <deque>
+#include <string>
 #include <vector>
 
 #include "adapter/ks_search_data_adapter.h"
@@ -36,42 +36,27 @@ jstring take_engine_text(JNIEnv* env, char* text) {
   return str;
 }
 
-// One element of native_modify_doc's Object[] as engine text.
-class ElementText {
- public:
-  ElementText(JNIEnv* env, jobject element, jclass string_class) : env_(env) {
-    if (element == nullptr) return;
-    if (env->IsInstanceOf(element, string_class)) {
-      str_ = static_cast<jstring>(env->NewLocalRef(element));
-    } else {
-      jclass cls = env->GetObjectClass(element);
-      jmethodID to_string = env->GetMethodID(cls, "toString", "()Ljava/lang/String;");
-      env->DeleteLocalRef(cls);
-      if (to_string != nullptr) {
-        str_ = static_cast<jstring>(env->CallObjectMethod(element, to_string));
-      }
-      if (clear_exception(env) && str_ != nullptr) {
-        env->DeleteLocalRef(str_);
-        str_ = nullptr;
-      }
+// One element of native_modify_doc's Object[] as engine text: a string as it
+// is, another object by its toString(), null (or a failed conversion) as "".
+// Copied out, so that no reference outlives the element's turn.
+std::string element_text(JNIEnv* env, jobject element, jclass string_class) {
+  if (element == nullptr) return std::string();
+  jstring str = nullptr;
+  if (env->IsInstanceOf(element, string_class)) {
+    str = static_cast<jstring>(env->NewLocalRef(element));
+  } else {
+    ScopedLocalRef<jclass> cls(env, env->GetObjectClass(element));
+    jmethodID to_string = env->GetMethodID(cls.get(), "toString", "()Ljava/lang/String;");
+    if (to_string != nullptr) str = static_cast<jstring>(env->CallObjectMethod(element, to_string));
+    if (clear_exception(env) && str != nullptr) {
+      env->DeleteLocalRef(str);
+      str = nullptr;
     }
-    chars_ = string2Chars(env, str_);
   }
-  ~ElementText() {
-    release_chars(env_, str_, chars_);
-    if (str_ != nullptr) env_->DeleteLocalRef(str_);
-  }
-  ElementText(const ElementText&) = delete;
-  ElementText& operator=(const ElementText&) = delete;
-
-  // "" for a null element or one without text.
-  const char* text() const { return chars_ != nullptr ? chars_ : ""; }
-
- private:
-  JNIEnv* env_;
-  jstring str_ = nullptr;
-  const char* chars_ = nullptr;
-};
+  ScopedLocalRef<jstring> holder(env, str);
+  ScopedUtfChars chars(env, str);
+  return chars.get() != nullptr ? std::string(chars.get()) : std::string();
+}
 
 // The (index, db, table) triple most methods take, borrowed from Java.
 struct TableNames {
@@ -185,21 +170,16 @@ jint modify_doc(JNIEnv* env, jclass, jstring index_name, jstring db_name, jstrin
     return -1;
   }
   const jsize count = env->GetArrayLength(values);
-  // Each element keeps two local references (the element and its string)
-  // until the call is made.
-  if (env->EnsureLocalCapacity(2 * count + 8) != 0) {
-    clear_exception(env);
-    return -1;
-  }
-  std::deque<ElementText> texts;  // a deque never moves its elements
-  std::vector<char*> chars;
-  chars.reserve(static_cast<size_t>(count));
+  std::vector<std::string> texts;
+  texts.reserve(static_cast<size_t>(count));
   for (jsize i = 0; i < count; ++i) {
     ScopedLocalRef<jobject> element(env, env->GetObjectArrayElement(values, i));
-    texts.emplace_back(env, element.get(), string_class.get());
-    // The searcher takes char** but only reads the texts.
-    chars.push_back(const_cast<char*>(texts.back().text()));
+    texts.push_back(element_text(env, element.get(), string_class.get()));
   }
+  // The searcher takes char** but only reads the texts.
+  std::vector<char*> chars;
+  chars.reserve(texts.size());
+  for (std::string& text : texts) chars.push_back(&text[0]);
   TableNames names(env, index_name, db_name, table_name);
   ScopedUtfChars key(env, pkey);
   return searcher->modifyDoc(names.index.get(), names.db.get(), names.table.get(), key.get(), count,
