@@ -5,7 +5,6 @@
 // snapshot did not cover (added later, or restored from the deleted set) are
 // appended after them in ascending old-id order.
 #include <stdio.h>
-#include <string.h>
 
 #include <algorithm>
 #include <new>
