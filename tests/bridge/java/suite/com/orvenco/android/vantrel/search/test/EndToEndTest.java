@@ -22,6 +22,9 @@ final class EndToEndTest {
             app.insert("c1", "张三", "meeting about the kestrel survey");
             app.insert("c2", "李四", "东北大学");
             app.insert("c3", "王小明", "secret budget");
+            // Stored as standard four-byte UTF-8, which Java strings cannot take as is.
+            TestDb.execOk(app.conn, "INSERT INTO contact(cid, name, note)"
+                    + " VALUES('e1', '表情', 'smile ' || char(128512))");
             for (int i = 0; i < 60; i++) {
                 app.insert("f" + i, "赵六", "filler row " + i);
             }
@@ -32,7 +35,9 @@ final class EndToEndTest {
             checkEquals(0, native_add_index_for_table(HostApp.INDEX, HostApp.DB, HostApp.TABLE,
                     "cid", "name,note", "", "name", "", "", null), "add index");
             // The application hides one word of the notes from the index.
+            List<String> notesSeen = new CopyOnWriteArrayList<>();
             SearchImpl.setDataProcessor(HostApp.INDEX, (name, count, fields, values) -> {
+                notesSeen.add(values[1]);
                 String[] out = values.clone();
                 for (int i = 0; i < count; i++) {
                     if (fields[i].equals("note")) {
@@ -43,7 +48,8 @@ final class EndToEndTest {
             });
             checkEquals(0, native_set_index_dataFunc(HostApp.INDEX), "data func");
 
-            check(app.scanAll() >= 63, "every row scanned");
+            check(app.scanAll() >= 64, "every row scanned");
+            check(notesSeen.contains("smile \uD83D\uDE00"), "supplementary character intact");
             checkEquals(keys("c3"), app.find("hidden"), "processed value indexed");
             checkEquals(keys(), app.find("secret"), "original value not indexed");
 
