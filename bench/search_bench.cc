@@ -1,265 +1,457 @@
-// Search engine benchmarks through Searcher on a generated chat-like corpus:
-// short messages (about 30 characters) of mixed Chinese, Latin words and
-// digits, skewed toward the most common characters, with a pinyin-searchable
-// sender name per message.
+// Search engine speed and memory through Searcher, on the generated chat
+// corpus of bench/search_corpus.h: a message index (one long-text field) and
+// a contact index (one pinyin-searchable name field), each in its own group
+// under one root (the process keeps one configuration manager per root, and
+// opening a second root would release the first).
 //
-//   BM_BulkAdd        addDoc with auto-save off, the group saved every 50 rows
-//   BM_AddAutoSave    addDoc with auto-save on (every row written back)
-//   BM_Query/<class>  query latency over a 20,000-row corpus, per query class
+//   BM_IndexContacts              the contacts, added in bulk
+//   BM_BulkIndex/messages:N       grows the message index to N messages with
+//                                 auto-save off and a save every 50 messages
+//                                 (what a table scan does)
+//   BM_AddAutoSave/messages:N     one message with auto-save on (what the
+//                                 change hook does), at an index of N
+//   BM_Query/<class>/messages:N   search latency per query class (names run
+//                                 against the contacts, the rest against the
+//                                 messages), first page of 20 hits
 //
-// Everything lives under one temporary root (the configuration registry keeps
-// one manager per root): each benchmark uses its own index and group.
+// The sizes come from the environment, so that the default run takes a few
+// minutes and the million-message run is asked for explicitly:
+//   KS_BENCH_SIZES     message index sizes, ascending (default "100000")
+//   KS_BENCH_CONTACTS  contacts (default 100000)
+//   KS_BENCH_QUERIES   distinct queries per class (default 50)
+//   KS_BENCH_REPEAT    runs of each query (default 3)
+//   KS_BENCH_AUTOSAVE  auto-saved messages per size (default 2000)
+//   KS_BENCH_ROOT      keep the indexes in this directory instead of a
+//                      temporary one; when it already holds a finished corpus,
+//                      open it and run only the queries (peak_rss_mb then
+//                      covers opening the index and querying it)
+//
+// Latency figures are wall clock per call; the counters p50/p99 are
+// percentiles over all calls of the benchmark, cpu_* counters are the
+// benchmark thread's CPU time.
 #include <benchmark/benchmark.h>
 #include <stdlib.h>
+#include <sys/resource.h>
+#include <time.h>
 
+#include <algorithm>
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
+#include <fstream>
 #include <memory>
-#include <random>
 #include <string>
 #include <vector>
 
+#include "bench/search_corpus.h"
 #include "foundation/file_util.h"
 #include "search/searcher.h"
 
-namespace mobile_search {
+namespace ks_bench {
 namespace {
 
-constexpr int kCorpusRows = 20000;
+using mobile_search::Searcher;
+
+constexpr uint32_t kMessageSeed = 20261122;
+constexpr uint32_t kContactSeed = 7;
 constexpr int kSaveEvery = 50;
+constexpr size_t kGenerateBatch = 10000;
+constexpr int kPageSize = 20;
+constexpr const char* kMessageIndex = "message";
+constexpr const char* kContactIndex = "contact";
+constexpr const char* kDb = "chat.db";
+constexpr const char* kCorpusMarker = "/corpus.txt";
 
-// Characters of everyday chat, most frequent first; drawn with weight
-// 1 / (rank + 1) so that 的, 我, 是 dominate as they do in real messages.
-const char* const kCommonChars[] = {
-    "的", "我", "是", "了", "你", "不", "在", "有", "人", "这", "一", "个", "们", "好",
-    "来", "到", "说", "就", "去", "要", "也", "上", "看", "会", "吗", "吧", "呢", "他",
-    "她", "什", "么", "没", "天", "时", "候", "还", "能", "想", "知", "道", "今", "明",
-    "晚", "饭", "吃", "家", "工", "作", "开", "发", "下", "班", "点", "过", "给", "等",
-    "对", "那", "多", "少", "很", "再", "见", "车", "路", "钱", "买", "东", "西", "周",
-    "末", "早", "回", "事", "情", "问", "题", "谢", "朋", "友", "话", "电", "快", "慢"};
-// Whole phrases mixed in so that multi-character queries have real hits.
-const char* const kPhrases[] = {"我们", "今天晚上", "开会", "吃饭", "明天", "周末",
-                                "好的", "谢谢", "没问题", "下班", "电话"};
-const char* const kLatinWords[] = {"ok", "hi", "hello", "meeting", "lunch", "zoom",
-                                   "wechat", "pdf", "ppt", "email", "link", "bug",
-                                   "review", "deploy", "iphone", "taxi"};
-const char* const kSurnames[] = {"张", "王", "李", "刘", "陈", "杨", "赵", "黄", "周", "吴"};
-const char* const kGivenNames[] = {"伟", "芳", "娜", "敏", "静", "丽", "强", "磊", "军",
-                                   "洋", "勇", "艳", "杰", "涛", "明"};
-
-template <typename T, size_t N>
-constexpr size_t Count(const T (&)[N]) {
-  return N;
-}
-
-class CorpusGenerator {
- public:
-  explicit CorpusGenerator(uint32_t seed) : rng_(seed) {
-    std::vector<double> weights;
-    for (size_t i = 0; i < Count(kCommonChars); ++i) weights.push_back(1.0 / (i + 1));
-    char_dist_ = std::discrete_distribution<size_t>(weights.begin(), weights.end());
-  }
-
-  std::string Name() {
-    std::string name = kSurnames[Pick(Count(kSurnames))];
-    const int given = 1 + static_cast<int>(Pick(2));
-    for (int i = 0; i < given; ++i) name += kGivenNames[Pick(Count(kGivenNames))];
-    return name;
-  }
-
-  // About 30 characters of runs of Chinese, Latin words, digits, spaces.
-  std::string Message() {
-    std::string text;
-    int chars = 0;
-    const int target = 24 + static_cast<int>(Pick(13));
-    while (chars < target) {
-      const size_t kind = Pick(20);
-      if (kind < 12) {
-        const int run = 2 + static_cast<int>(Pick(5));
-        for (int i = 0; i < run; ++i) text += kCommonChars[char_dist_(rng_)];
-        chars += run;
-      } else if (kind < 15) {
-        const std::string phrase = kPhrases[Pick(Count(kPhrases))];
-        text += phrase;
-        chars += static_cast<int>(phrase.size() / 3);
-      } else if (kind < 18) {
-        const std::string word = kLatinWords[Pick(Count(kLatinWords))];
-        text += " " + word + " ";
-        chars += static_cast<int>(word.size()) + 2;
-      } else {
-        const std::string digits = std::to_string(Pick(2400));
-        text += digits;
-        chars += static_cast<int>(digits.size());
-      }
-    }
-    return text;
-  }
-
- private:
-  size_t Pick(size_t n) { return std::uniform_int_distribution<size_t>(0, n - 1)(rng_); }
-
-  std::mt19937 rng_;
-  std::discrete_distribution<size_t> char_dist_;
+struct Settings {
+  std::vector<size_t> sizes;
+  size_t contacts = 100000;
+  size_t queries = 50;
+  size_t repeat = 3;
+  size_t autosave = 2000;
+  std::string keep_root;
 };
 
-class BenchRoot {
+size_t EnvSize(const char* name, size_t fallback) {
+  const char* v = getenv(name);
+  return v != nullptr && *v != '\0' ? strtoull(v, nullptr, 10) : fallback;
+}
+
+Settings ReadSettings() {
+  Settings s;
+  const char* sizes = getenv("KS_BENCH_SIZES");
+  std::string list = sizes != nullptr && *sizes != '\0' ? sizes : "100000";
+  for (size_t pos = 0; pos < list.size();) {
+    const size_t comma = std::min(list.find(',', pos), list.size());
+    const size_t n = strtoull(list.substr(pos, comma - pos).c_str(), nullptr, 10);
+    if (n > 0 && (s.sizes.empty() || n > s.sizes.back())) s.sizes.push_back(n);
+    pos = comma + 1;
+  }
+  s.contacts = EnvSize("KS_BENCH_CONTACTS", s.contacts);
+  s.queries = std::max<size_t>(1, EnvSize("KS_BENCH_QUERIES", s.queries));
+  s.repeat = std::max<size_t>(1, EnvSize("KS_BENCH_REPEAT", s.repeat));
+  s.autosave = std::max<size_t>(1, EnvSize("KS_BENCH_AUTOSAVE", s.autosave));
+  const char* root = getenv("KS_BENCH_ROOT");
+  if (root != nullptr) s.keep_root = root;
+  return s;
+}
+
+double Seconds(clockid_t clock) {
+  timespec ts{};
+  clock_gettime(clock, &ts);
+  return static_cast<double>(ts.tv_sec) + static_cast<double>(ts.tv_nsec) * 1e-9;
+}
+
+double PeakRssMb() {
+  rusage usage{};
+  getrusage(RUSAGE_SELF, &usage);
+  return static_cast<double>(usage.ru_maxrss) / 1024.0;  // ru_maxrss is in KiB
+}
+
+// Nearest-rank percentile of `samples` (sorted in place).
+double Percentile(std::vector<double>* samples, double p) {
+  if (samples->empty()) return 0;
+  std::sort(samples->begin(), samples->end());
+  const size_t rank = static_cast<size_t>(p / 100.0 * static_cast<double>(samples->size()) + 0.999999);
+  return (*samples)[std::min(samples->size(), std::max<size_t>(rank, 1)) - 1];
+}
+
+void ReportLatency(benchmark::State& state, std::vector<double> seconds, double unit,
+                   const char* suffix) {
+  const std::string p50 = std::string("p50_") + suffix;
+  const std::string p99 = std::string("p99_") + suffix;
+  const std::string max = std::string("max_") + suffix;
+  state.counters[p50] = Percentile(&seconds, 50) * unit;
+  state.counters[p99] = Percentile(&seconds, 99) * unit;
+  state.counters[max] = seconds.empty() ? 0 : seconds.back() * unit;
+}
+
+// The docs_found total of a result text (0 for none): the first table's
+// count, which is all of them since each index here has one table.
+long DocsFound(const char* json) {
+  if (json == nullptr) return 0;
+  const char* p = strstr(json, "\"docs_found\":");
+  return p == nullptr ? 0 : strtol(p + strlen("\"docs_found\":"), nullptr, 10);
+}
+
+// Both indexes and what they hold so far.
+class Corpus {
  public:
-  BenchRoot() {
+  explicit Corpus(const Settings& settings)
+      : settings_(settings), messages_gen_(kMessageSeed), contacts_gen_(kContactSeed) {}
+
+  ~Corpus() {
+    if (!ok_) return;
+    searcher_.save();
+    if (settings_.keep_root.empty()) remove_dir(root_.c_str());
+  }
+
+  // Opens (or creates) both roots. Returns false when the engine refuses.
+  bool Open() {
+    root_ = settings_.keep_root.empty() ? MakeTempRoot() : settings_.keep_root;
+    if (root_.empty() || (!is_dir(root_.c_str()) && make_dir(root_.c_str(), 0755) != 0)) {
+      return false;
+    }
+    reopened_ = ReadMarker();
+    ok_ = searcher_.open(root_.c_str(), 0) == 0;
+    if (ok_ && !reopened_) {
+      ok_ = searcher_.addIndex(kMessageIndex, kDb, "message", "msgId", "content", "", "", "", "",
+                               kMessageIndex) == 0 &&
+            searcher_.addIndex(kContactIndex, kDb, "contact", "username", "nickname", "",
+                               "nickname", "", "", kContactIndex) == 0;
+    }
+    return ok_;
+  }
+
+  bool reopened() const { return reopened_; }
+  size_t messages() const { return messages_indexed_; }
+  size_t contacts() const { return contacts_indexed_; }
+  Searcher& searcher() { return searcher_; }
+
+  // Bytes of a group's directory divided by the documents in it.
+  double MessageBytesPerDoc() { return GroupBytes(kMessageIndex, messages_indexed_ + autosaved_); }
+  double ContactBytesPerDoc() { return GroupBytes(kContactIndex, contacts_indexed_); }
+
+  struct BulkTiming {
+    size_t added = 0;
+    double wall = 0;
+    double cpu = 0;
+    size_t chars = 0;
+    size_t with_de = 0;
+    size_t with_wo = 0;
+    size_t with_shi = 0;
+    bool ok = true;
+  };
+
+  // Adds messages until the index holds `target`, timing only the engine
+  // calls (the texts are generated in batches beforehand).
+  BulkTiming GrowMessages(size_t target) {
+    BulkTiming t;
+    searcher_.setAutoSave(kMessageIndex, false);
+    std::vector<std::string> batch;
+    while (t.ok && messages_indexed_ < target) {
+      batch.clear();
+      const size_t n = std::min(kGenerateBatch, target - messages_indexed_);
+      for (size_t i = 0; i < n; ++i) batch.push_back(messages_gen_.Next());
+      for (const std::string& m : batch) Tally(m, &t);
+      const double wall0 = Seconds(CLOCK_MONOTONIC);
+      const double cpu0 = Seconds(CLOCK_THREAD_CPUTIME_ID);
+      for (const std::string& m : batch) {
+        if (AddMessage(std::to_string(messages_indexed_), m) != 0) {
+          t.ok = false;
+          break;
+        }
+        if (++messages_indexed_ % kSaveEvery == 0) searcher_.save(kMessageIndex);
+      }
+      searcher_.save(kMessageIndex);
+      t.wall += Seconds(CLOCK_MONOTONIC) - wall0;
+      t.cpu += Seconds(CLOCK_THREAD_CPUTIME_ID) - cpu0;
+      t.added += n;
+    }
+    if (t.ok) WriteMarker();
+    return t;
+  }
+
+  BulkTiming GrowContacts(size_t target) {
+    BulkTiming t;
+    searcher_.setAutoSave(kContactIndex, false);
+    std::vector<Contact> batch;
+    for (; contacts_indexed_ < target; ++contacts_indexed_) batch.push_back(contacts_gen_.Next());
+    const double wall0 = Seconds(CLOCK_MONOTONIC);
+    const double cpu0 = Seconds(CLOCK_THREAD_CPUTIME_ID);
+    size_t key = contacts_indexed_ - batch.size();
+    for (const Contact& c : batch) {
+      const std::string pkey = "wxid_" + std::to_string(key);
+      const char* values[] = {c.name.c_str()};
+      if (searcher_.addDoc(kContactIndex, kDb, "contact", pkey.c_str(), 1,
+                           const_cast<char**>(values)) != 0) {
+        t.ok = false;
+        break;
+      }
+      if (++key % kSaveEvery == 0) searcher_.save(kContactIndex);
+    }
+    searcher_.save(kContactIndex);
+    t.wall = Seconds(CLOCK_MONOTONIC) - wall0;
+    t.cpu = Seconds(CLOCK_THREAD_CPUTIME_ID) - cpu0;
+    t.added = batch.size();
+    if (t.ok) WriteMarker();
+    return t;
+  }
+
+  // One new message with auto-save on; returns the wall time of the call
+  // or a negative value when it failed.
+  double AddAutoSaved(const std::string& text) {
+    searcher_.setAutoSave(kMessageIndex, true);
+    const std::string pkey = "live_" + std::to_string(autosaved_++);
+    const double wall0 = Seconds(CLOCK_MONOTONIC);
+    const int rc = AddMessage(pkey, text);
+    const double wall = Seconds(CLOCK_MONOTONIC) - wall0;
+    searcher_.setAutoSave(kMessageIndex, false);
+    return rc == 0 ? wall : -1;
+  }
+
+  MessageGenerator& message_generator() { return messages_gen_; }
+
+ private:
+  static std::string MakeTempRoot() {
     const char* base = getenv("TMPDIR");
     std::string pattern =
         std::string(base != nullptr && *base != '\0' ? base : "/tmp") + "/kestrin-search-XXXXXX";
-    path_.assign(pattern.begin(), pattern.end());
-    path_.push_back('\0');
-    if (mkdtemp(&path_[0]) == nullptr) path_[0] = '\0';
-    ok_ = path_[0] != '\0' && searcher_.open(path(), 0) == 0;
-  }
-  ~BenchRoot() {
-    searcher_.save();
-    remove_dir(path());
-  }
-  const char* path() const { return path_.data(); }
-  Searcher& searcher() { return searcher_; }
-  bool ok() const { return ok_; }
-
-  // Registers index `name` (one table "msg" of database "chat.db") in the
-  // group of the same name.
-  bool Register(const char* name) {
-    return ok_ && searcher_.addIndex(name, "chat.db", "msg", "id", "sender,content",
-                                     "", "sender", "", "", name) == 0;
+    std::vector<char> path(pattern.begin(), pattern.end());
+    path.push_back('\0');
+    return mkdtemp(path.data()) == nullptr ? std::string() : std::string(path.data());
   }
 
-  int Add(const char* index, int key, const std::string& sender,
-          const std::string& content) {
-    const std::string pkey = std::to_string(key);
-    const char* values[] = {sender.c_str(), content.c_str()};
-    return searcher_.addDoc(index, "chat.db", "msg", pkey.c_str(), 2,
+  // A group's files live in <root>/allin_<group>.
+  double GroupBytes(const char* group, size_t docs) {
+    const std::string dir = root_ + "/allin_" + group;
+    return docs == 0 ? 0 : static_cast<double>(get_dir_total_bytes(dir.c_str())) / docs;
+  }
+
+  static void Tally(const std::string& m, BulkTiming* t) {
+    for (unsigned char c : m) t->chars += (c & 0xC0) != 0x80;
+    t->with_de += m.find("的") != std::string::npos;
+    t->with_wo += m.find("我") != std::string::npos;
+    t->with_shi += m.find("是") != std::string::npos;
+  }
+
+  int AddMessage(const std::string& pkey, const std::string& text) {
+    const char* values[] = {text.c_str()};
+    return searcher_.addDoc(kMessageIndex, kDb, "message", pkey.c_str(), 1,
                             const_cast<char**>(values));
   }
 
- private:
-  std::vector<char> path_;
-  Searcher searcher_;
+  // The marker records what a kept root holds, so a later run can reopen it.
+  bool ReadMarker() {
+    std::ifstream in(root_ + kCorpusMarker);
+    size_t messages = 0;
+    size_t contacts = 0;
+    size_t autosaved = 0;
+    if (!(in >> messages >> contacts >> autosaved)) return false;
+    messages_indexed_ = messages;
+    contacts_indexed_ = contacts;
+    autosaved_ = autosaved;
+    return true;
+  }
+
+  void WriteMarker() {
+    if (settings_.keep_root.empty()) return;
+    std::ofstream out(root_ + kCorpusMarker, std::ios::trunc);
+    out << messages_indexed_ << " " << contacts_indexed_ << " " << autosaved_ << "\n";
+  }
+
+  const Settings& settings_;
+  std::string root_;
   bool ok_ = false;
+  bool reopened_ = false;
+  Searcher searcher_;
+  MessageGenerator messages_gen_;
+  ContactGenerator contacts_gen_;
+  size_t messages_indexed_ = 0;
+  size_t contacts_indexed_ = 0;
+  size_t autosaved_ = 0;
 };
 
-BenchRoot& Root() {
-  static BenchRoot root;
-  return root;
-}
+Corpus* g_corpus = nullptr;
+const Settings* g_settings = nullptr;
 
-struct Row {
-  std::string sender;
-  std::string content;
-};
-
-const std::vector<Row>& Rows() {
-  static const std::vector<Row> rows = [] {
-    CorpusGenerator gen(20261122);
-    std::vector<Row> out;
-    for (int i = 0; i < kCorpusRows; ++i) out.push_back({gen.Name(), gen.Message()});
-    return out;
-  }();
-  return rows;
-}
-
-void BM_BulkAdd(benchmark::State& state) {
-  BenchRoot& root = Root();
-  static bool registered = root.Register("bulk");
-  if (!registered) {
-    state.SkipWithError("cannot register the index");
-    return;
+void SetBulkCounters(benchmark::State& state, const Corpus::BulkTiming& t) {
+  state.SetIterationTime(t.wall);
+  state.counters["docs"] = static_cast<double>(t.added);
+  state.counters["docs_per_s"] = t.wall > 0 ? t.added / t.wall : 0;
+  state.counters["docs_per_cpu_s"] = t.cpu > 0 ? t.added / t.cpu : 0;
+  if (t.added > 0 && t.chars > 0) {
+    state.counters["avg_chars"] = static_cast<double>(t.chars) / t.added;
+    state.counters["share_de"] = static_cast<double>(t.with_de) / t.added;
+    state.counters["share_wo"] = static_cast<double>(t.with_wo) / t.added;
+    state.counters["share_shi"] = static_cast<double>(t.with_shi) / t.added;
   }
-  root.searcher().setAutoSave("bulk", false);
-  static int next_key = 0;
-  const std::vector<Row>& rows = Rows();
+}
+
+void BM_IndexContacts(benchmark::State& state) {
   for (auto _ : state) {
-    const Row& row = rows[next_key % rows.size()];
-    if (root.Add("bulk", next_key, row.sender, row.content) != 0) {
+    const Corpus::BulkTiming t = g_corpus->GrowContacts(g_settings->contacts);
+    if (!t.ok) state.SkipWithError("addDoc failed");
+    SetBulkCounters(state, t);
+  }
+  state.counters["bytes_per_doc"] = g_corpus->ContactBytesPerDoc();
+}
+
+void BM_BulkIndex(benchmark::State& state, size_t size) {
+  for (auto _ : state) {
+    const Corpus::BulkTiming t = g_corpus->GrowMessages(size);
+    if (!t.ok) state.SkipWithError("addDoc failed");
+    SetBulkCounters(state, t);
+  }
+  state.counters["bytes_per_doc"] = g_corpus->MessageBytesPerDoc();
+  state.counters["peak_rss_mb"] = PeakRssMb();
+}
+
+void BM_AddAutoSave(benchmark::State& state, size_t size) {
+  if (g_corpus->messages() < size) g_corpus->GrowMessages(size);
+  std::vector<double> samples;
+  for (auto _ : state) {
+    state.PauseTiming();
+    const std::string text = g_corpus->message_generator().Next();
+    state.ResumeTiming();
+    const double wall = g_corpus->AddAutoSaved(text);
+    if (wall < 0) {
       state.SkipWithError("addDoc failed");
       break;
     }
-    if (++next_key % kSaveEvery == 0) root.searcher().save("bulk");
+    state.SetIterationTime(wall);
+    samples.push_back(wall);
   }
-  root.searcher().save("bulk");
-  state.SetItemsProcessed(state.iterations());
-}
-BENCHMARK(BM_BulkAdd)->Unit(benchmark::kMicrosecond);
-
-void BM_AddAutoSave(benchmark::State& state) {
-  BenchRoot& root = Root();
-  static bool registered = root.Register("single");
-  if (!registered) {
-    state.SkipWithError("cannot register the index");
-    return;
-  }
-  static int next_key = 0;
-  const std::vector<Row>& rows = Rows();
-  for (auto _ : state) {
-    const Row& row = rows[next_key % rows.size()];
-    if (root.Add("single", next_key++, row.sender, row.content) != 0) {
-      state.SkipWithError("addDoc failed");
-      break;
-    }
-  }
-  state.SetItemsProcessed(state.iterations());
-}
-BENCHMARK(BM_AddAutoSave)->Unit(benchmark::kMicrosecond);
-
-// The query corpus: every generated row, added once in bulk.
-bool QueryCorpus() {
-  static const bool ready = [] {
-    BenchRoot& root = Root();
-    if (!root.Register("query")) return false;
-    root.searcher().setAutoSave("query", false);
-    const std::vector<Row>& rows = Rows();
-    for (size_t i = 0; i < rows.size(); ++i) {
-      if (root.Add("query", static_cast<int>(i), rows[i].sender, rows[i].content) != 0) {
-        return false;
-      }
-    }
-    return root.searcher().save("query") != -1;
-  }();
-  return ready;
+  ReportLatency(state, samples, 1e3, "ms");
 }
 
-struct QueryClass {
-  const char* name;
-  std::vector<const char*> queries;
-};
-
-const QueryClass kQueryClasses[] = {
-    {"full_pinyin", {"zhangwei", "wangfang", "liuqiang", "chenjing"}},
-    {"pinyin_prefix", {"zhangw", "wangf", "liuq", "chenj"}},
-    {"initials", {"zw", "wf", "lq", "cj"}},
-    {"latin_prefix", {"mee", "lun", "hel", "rev"}},
-    {"chinese_2to4", {"我们", "开会", "今天晚上", "没问题"}},
-    {"chinese_single", {"的", "我", "是", "吃"}},
-};
-
-void BM_Query(benchmark::State& state) {
-  if (!QueryCorpus()) {
-    state.SkipWithError("cannot build the query corpus");
-    return;
+void BM_Query(benchmark::State& state, QueryClass cls, size_t size) {
+  if (g_corpus->messages() < size) g_corpus->GrowMessages(size);
+  if (IsNameClass(cls) && g_corpus->contacts() < g_settings->contacts) {
+    g_corpus->GrowContacts(g_settings->contacts);
   }
-  const QueryClass& cls = kQueryClasses[state.range(0)];
-  state.SetLabel(cls.name);
-  Searcher& searcher = Root().searcher();
+  const std::vector<std::string> queries =
+      MakeQueries(cls, g_settings->queries, kMessageSeed, g_corpus->messages(), kContactSeed,
+                  g_corpus->contacts());
+  Searcher& searcher = g_corpus->searcher();
+  const char* index = IsNameClass(cls) ? kContactIndex : kMessageIndex;
+  std::vector<double> samples;
+  double found = 0;
+  double cpu = 0;
   size_t i = 0;
-  size_t bytes = 0;
   for (auto _ : state) {
-    char* json = searcher.doSearch("query", nullptr, cls.queries[i++ % cls.queries.size()],
-                                   0, 20, false);
-    if (json != nullptr) {
-      bytes += strlen(json);
-      free(json);
-    }
+    const std::string& q = queries[i++ % queries.size()];
+    const double wall0 = Seconds(CLOCK_MONOTONIC);
+    const double cpu0 = Seconds(CLOCK_THREAD_CPUTIME_ID);
+    char* json = searcher.doSearch(index, nullptr, q.c_str(), 0, kPageSize, false);
+    const double wall = Seconds(CLOCK_MONOTONIC) - wall0;
+    cpu += Seconds(CLOCK_THREAD_CPUTIME_ID) - cpu0;
+    state.SetIterationTime(wall);
+    samples.push_back(wall);
+    found += static_cast<double>(DocsFound(json));
+    free(json);
   }
-  state.counters["json_bytes"] =
-      benchmark::Counter(static_cast<double>(bytes), benchmark::Counter::kAvgIterations);
+  state.SetLabel(queries.empty() ? "" : "e.g. " + queries[0]);
+  const double calls = static_cast<double>(std::max<size_t>(1, samples.size()));
+  ReportLatency(state, samples, 1e3, "ms");
+  state.counters["cpu_mean_ms"] = cpu / calls * 1e3;
+  state.counters["mean_found"] = found / calls;
+  state.counters["peak_rss_mb"] = PeakRssMb();
 }
-BENCHMARK(BM_Query)->DenseRange(0, 5)->Unit(benchmark::kMicrosecond);
+
+std::string SizeSuffix(size_t size) { return "/messages:" + std::to_string(size); }
+
+void RegisterQueries(size_t size) {
+  const size_t calls = g_settings->queries * g_settings->repeat;
+  for (int c = 0; c < kQueryClassCount; ++c) {
+    const QueryClass cls = static_cast<QueryClass>(c);
+    const std::string name = std::string("BM_Query/") + QueryClassName(cls) + SizeSuffix(size);
+    benchmark::RegisterBenchmark(name.c_str(), BM_Query, cls, size)
+        ->Iterations(static_cast<benchmark::IterationCount>(calls))
+        ->UseManualTime()
+        ->Unit(benchmark::kMillisecond);
+  }
+}
+
+void RegisterAll() {
+  if (g_corpus->reopened()) {
+    RegisterQueries(g_corpus->messages());
+    return;
+  }
+  benchmark::RegisterBenchmark("BM_IndexContacts", BM_IndexContacts)
+      ->Iterations(1)
+      ->UseManualTime()
+      ->Unit(benchmark::kMillisecond);
+  for (size_t size : g_settings->sizes) {
+    benchmark::RegisterBenchmark(("BM_BulkIndex" + SizeSuffix(size)).c_str(), BM_BulkIndex, size)
+        ->Iterations(1)
+        ->UseManualTime()
+        ->Unit(benchmark::kMillisecond);
+    benchmark::RegisterBenchmark(("BM_AddAutoSave" + SizeSuffix(size)).c_str(), BM_AddAutoSave,
+                                 size)
+        ->Iterations(static_cast<benchmark::IterationCount>(g_settings->autosave))
+        ->UseManualTime()
+        ->Unit(benchmark::kMicrosecond);
+    RegisterQueries(size);
+  }
+}
 
 }  // namespace
-}  // namespace mobile_search
+}  // namespace ks_bench
 
-BENCHMARK_MAIN();
+int main(int argc, char** argv) {
+  benchmark::Initialize(&argc, argv);
+  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+  const ks_bench::Settings settings = ks_bench::ReadSettings();
+  std::unique_ptr<ks_bench::Corpus> corpus(new ks_bench::Corpus(settings));
+  if (settings.sizes.empty() || !corpus->Open()) {
+    fprintf(stderr, "cannot open the benchmark indexes (KS_BENCH_SIZES, KS_BENCH_ROOT?)\n");
+    return 1;
+  }
+  ks_bench::g_settings = &settings;
+  ks_bench::g_corpus = corpus.get();
+  ks_bench::RegisterAll();
+  benchmark::RunSpecifiedBenchmarks();
+  fprintf(stderr, "peak resident memory: %.1f MB\n", ks_bench::PeakRssMb());
+  benchmark::Shutdown();
+  return 0;
+}
