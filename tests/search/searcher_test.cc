@@ -131,6 +131,14 @@ TEST_F(SearcherTest, ChineseQueryRanksNameHitsFirstAndGroupsHitsPerTable) {
   // The same through the query-string form.
   EXPECT_EQ(Search("张三"),
             Take(searcher_.doSearch("index_name=chat&query=张三")));
+  // Rows found through text terms alone (the long-text tokens hold no
+  // three-character term) follow the name hits newest first, not by weight.
+  ASSERT_EQ(0, Add("message", "m5", "", "张三丰来"));
+  ASSERT_EQ(0, Add("message", "m6", "", "他说张三丰今天不来了"));
+  EXPECT_EQ(AllJson({TableJson("contact", 1, {{"c1", 2, 0, 180, "default"}}),
+                     TableJson("message", 2, {{"m6", 4, 1, 22, "default"},
+                                              {"m5", 3, 1, 25, "default"}})}),
+            Search("张三丰"));
 }
 
 TEST_F(SearcherTest, PinyinInitialsAndLatinQueries) {
