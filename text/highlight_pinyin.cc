@@ -218,15 +218,17 @@ bool literalStage(const MatchInput& in, const char* word, _DArray* out) {
   return darray_length(out) > 0;
 }
 
-// Stage 2, kept only when the spelling covers the whole word: a spelling
-// that leaves letters out scores at most length - 1.
+// Stage 2: the best spelling, even one that covers only the start of the word
+// ("zhangxyz" marks 张); whatever it marks ends the search.
 bool pinyinStage(const MatchInput& in, const char* word, _DArray* out) {
-  const float score = highlight_pinyins_en(in.chars->chars, in.chars->count, 0, word, 0, out);
-  return score > (float)strlen(word) - 0.75f;
+  highlight_pinyins_en(in.chars->chars, in.chars->count, 0, word, 0, out);
+  return darray_length(out) > 0;
 }
 
 // Stage 3: whole readings in text order, the last one possibly cut by the end
-// of the word.
+// of the word. It runs only when stage 2 marked nothing, and then finds
+// nothing either unless stage 2's cell budget stopped before the first
+// character that matches.
 bool sequenceStage(const MatchInput& in, const char* word, _DArray* out) {
   const hl_pinyin_list_t* chars = in.chars;
   const int width = (int)strlen(word);
@@ -238,7 +240,13 @@ bool sequenceStage(const MatchInput& in, const char* word, _DArray* out) {
     pushPosToArr(out, ch.offset, ch.offset + ch.length);
     o += m;
   }
-  return o == width;
+  return darray_length(out) > 0;
+}
+
+int totalLetters(const hl_pinyin_list_t* chars) {
+  long long total = 0;
+  for (int i = 0; i < chars->count; ++i) total += chars->chars[i].pinyinLen;
+  return total > INT32_MAX ? INT32_MAX : (int)total;
 }
 
 // ---- Stage 4: loose spelling ----
@@ -307,11 +315,13 @@ void looseRow(const hl_pinyin_list_t* chars, const char* word, int width, int i,
   }
 }
 
-// Stage 4: the loose spelling with the fewest ranges, then characters.
+// Stage 4: the loose spelling with the fewest ranges, then characters. It
+// must spell the whole word, which it cannot when the word is longer than all
+// the readings put together.
 bool looseStage(const MatchInput& in, const char* word, _DArray* out) {
   const hl_pinyin_list_t* chars = in.chars;
   const int width = (int)strlen(word);
-  if (width > kHighlightMaxPinyinCells) return false;
+  if (width > kHighlightMaxPinyinCells || totalLetters(chars) < width) return false;
   const int limit = charBudget(0, chars->count, width);
   LooseRows r;
   if (!allocLoose(&r, width, (size_t)limit * width)) {
@@ -352,12 +362,6 @@ bool runStage(StageFn stage, const MatchInput& in, const char* word, _DArray* po
   return ok;
 }
 
-int totalLetters(const hl_pinyin_list_t* chars) {
-  long long total = 0;
-  for (int i = 0; i < chars->count; ++i) total += chars->chars[i].pinyinLen;
-  return total > INT32_MAX ? INT32_MAX : (int)total;
-}
-
 }  // namespace
 
 int highlight_abs_en_chars(hl_pinyin_list_t* chars, const char* lowered, const char* word,
@@ -368,8 +372,7 @@ int highlight_abs_en_chars(hl_pinyin_list_t* chars, const char* lowered, const c
   }
   const MatchInput in = {lowered, chars};
   if (runStage(literalStage, in, word, positions)) return 0;
-  // No spelling can be longer than all the readings put together.
-  if (hl_pinyin_list_chars(chars) == 0 || (size_t)totalLetters(chars) < strlen(word)) return -1;
+  if (hl_pinyin_list_chars(chars) == 0) return -1;
   const bool ok = runStage(pinyinStage, in, word, positions) ||
                   runStage(sequenceStage, in, word, positions) ||
                   (loose && runStage(looseStage, in, word, positions));

@@ -2,22 +2,25 @@
 // word matches a text literally, or as the pinyin of its Chinese characters
 // (full spellings, a syllable's leading letters, initials).
 //
-// highlight_abs_en tries, in order, each stage only when the previous one did
-// not spell the whole word:
+// highlight_abs_en tries, in order, each stage only when the previous ones
+// marked nothing:
 //   1. literal: every occurrence of the word in the lower-cased text;
 //   2. pinyin: the best spelling by highlight_pinyins_en (characters in text
 //      order, each giving its whole reading, the last possibly only its
-//      leading letters);
+//      leading letters); a spelling of the word's start counts, so "zhangsf"
+//      marks 张 alone;
 //   3. full spellings taken greedily in text order;
 //   4. loose only: every character may give its whole reading or any leading
 //      part of it down to its initial; the spelling with the fewest separate
 //      ranges, then the fewest characters, the earliest on ties, wins, and
-//      neighbouring characters are joined into one range.
-// Stages 2 to 4 mark characters only when they spell the entire word, so
-// that "zhangsf" marks 张三丰 (by stage 4) rather than 张 alone.
+//      neighbouring characters are joined into one range. It marks
+//      characters only when they spell the entire word.
+// Stage 4 is reached only when no reading matches the word's start (over the
+// reading's length or the word's, whichever is shorter): initials and cut
+// syllables such as "zs", "zsf", "zhsf".
 //
 //   text 我和张三丰说   zhangsan -> 张三   zs, zsf -> 张三, 张三丰 (loose)
-//                      sanfeng  -> 三丰   zhangs  -> 张三
+//                      sanfeng  -> 三丰   zhangs  -> 张三   zhangsf -> 张
 //
 // Cost: the pinyin searches are dynamic programs over (character, word
 // offset) that reproduce the exhaustive recursion. They look at no more than

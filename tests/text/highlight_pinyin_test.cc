@@ -111,11 +111,20 @@ TEST(HighlightPinyins, StagesOfTheLatinMatcher) {
   EXPECT_EQ(0, highlight_abs_en(text, text, "zhangsan", false, pos));
   EXPECT_EQ((RangeList{{6, 9}, {9, 12}}), Ranges(pos));
   darray_clean(pos);
-  // A spelling that leaves letters over is no match.
-  EXPECT_EQ(-1, highlight_abs_en(text, text, "zhangsf", false, pos));
+  // A spelling of the word's start counts, even past the end of the text's
+  // readings, and keeps the loose stage from running.
   EXPECT_EQ(0, highlight_abs_en(text, text, "zhangsf", true, pos));
+  EXPECT_EQ((RangeList{{6, 9}}), Ranges(pos));
+  darray_clean(pos);
+  EXPECT_EQ(0, highlight_abs_en("说张", "说张", "zhangsanfengshuo", false, pos));
+  EXPECT_EQ((RangeList{{3, 6}}), Ranges(pos));
+  darray_clean(pos);
+  // Initials and leading letters, joined: only when they spell it all.
+  EXPECT_EQ(0, highlight_abs_en(text, text, "zhsf", true, pos));
   EXPECT_EQ((RangeList{{6, 15}}), Ranges(pos));
   darray_clean(pos);
+  EXPECT_EQ(-1, highlight_abs_en(text, text, "zhsx", true, pos));
+  EXPECT_EQ(0u, darray_length(pos));
   // Fewest ranges first: 三丰 rather than 说 + ... ; a gap makes two ranges.
   EXPECT_EQ(0, highlight_abs_en(text, text, "sf", true, pos));
   EXPECT_EQ((RangeList{{9, 15}}), Ranges(pos));
