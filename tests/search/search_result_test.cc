@@ -181,6 +181,20 @@ TEST(SearchResultMerge, SameTablesMergeOtherTablesMoveAndEmptyResultsAreIgnored)
   EXPECT_EQ(2, running.getTableResult(0)->getDocsFound());
   EXPECT_EQ("k9/0/30/default", Dump(*running.getTableResult(1)));
   EXPECT_EQ(1, running.getTableResult(1)->getDocsFound());
+
+  // The scan for a matching table goes on from where the previous table of
+  // the part was found: a part listing b before a gets a second table a.
+  SearchResult reversed(false);
+  Fill(reversed.createTableResult(), {{"k8", 20, 0, 18, "old"}});
+  reversed.getTableResult(0)->readTableInfo(b.get());
+  Fill(reversed.createTableResult(), {{"k7", 10, 0, 17, "old"}});
+  reversed.getTableResult(1)->readTableInfo(a.get());
+  reversed.sumDocsFound(2);
+  running.mergeResult(&reversed);
+  ASSERT_EQ(3, running.getTableCount());
+  EXPECT_EQ("k9/0/30/default k8/0/20/old", Dump(*running.getTableResult(1)));
+  EXPECT_EQ(a->table_id, running.getTableResult(2)->getTableMD5());
+  EXPECT_EQ("k7/0/10/old", Dump(*running.getTableResult(2)));
 }
 
 }  // namespace
