@@ -44,8 +44,9 @@ int pl_data_proc(const char* name, int count, const char** field_names, char** v
                  const int* aux_array, const int* capacities, void* ctx);
 
 // Native methods installing the two callbacks.
-// NativeHandler.native_set_index_dataFunc(String): -1 without engine or for a
-// null or empty name, else 0 (an index that has a function keeps it).
+// NativeHandler.native_set_index_dataFunc(String): -1 without engine, else 0
+// (also when the name is null or empty and nothing is installed; an index that
+// has a function keeps it).
 jint set_index_dataFunc(JNIEnv* env, jclass, jstring name);
 // NativeHandler.native_set_log_callback(): -1 without engine, else 0.
 jint set_log_callback(JNIEnv* env, jclass);

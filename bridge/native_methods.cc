@@ -236,7 +236,8 @@ jint set_auto_save(JNIEnv* env, jclass, jstring index_name, jstring db_name, jst
   KSSearchDataAdapter* adapter = engine_adapter();
   if (searcher == nullptr || adapter == nullptr) return -1;
   TableNames names(env, index_name, db_name, table_name);
-  if (!names.complete()) return -1;
+  // Without a table there is no group to switch; the call still reports 0.
+  if (!names.complete()) return 0;
   char group[kGroupNameBytes] = {0};
   adapter->getScanMaxRowid(names.db.get(), names.table.get(), names.index.get(), group);
   searcher->setAutoSave(group, on != 0);

@@ -67,7 +67,8 @@ jint set_max_rawid(JNIEnv* env, jclass, jstring index_name, jstring db_name, jst
 // Deleted documents of the group; -1 without engine or for an unknown group.
 jint get_del_num(JNIEnv* env, jclass, jstring group_name);
 // Sets the auto-save flag of the table's current group, saving it at once
-// when switched on. 0; -1 without engine or for a null argument.
+// when switched on. 0 (also for a null name, changing nothing); -1 without
+// engine.
 jint set_auto_save(JNIEnv* env, jclass, jstring index_name, jstring db_name, jstring table_name,
                    jboolean on);
 // JSON listing of the table's live primary keys, or null.
