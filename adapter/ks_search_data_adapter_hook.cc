@@ -262,9 +262,11 @@ void KSSearchDataAdapter::handleHookedRow(_sqlite_hook_ctx_t* ctx, sqlite3* conn
   RowValues values(table->field_count);
   _index_data_cfg_t* data_proc = nullptr;  // set once the row goes to the searcher
   char* key = nullptr;
+  bool have_row = false;
   {
     MutexGuard guard(ctx->sqlite_lock);
     if (sqlite3_step(stmt) == SQLITE_ROW) {
+      have_row = true;
       key = copy_key(stmt);
       if (op != SQLITE_DELETE && values.valid()) values.copyRow(stmt, 1);
     }
@@ -272,18 +274,20 @@ void KSSearchDataAdapter::handleHookedRow(_sqlite_hook_ctx_t* ctx, sqlite3* conn
 
   if (op == SQLITE_DELETE) {
     if (key != nullptr) searcher_->delDoc(index_name, db_name, table_name, key);
-  } else if (key == nullptr && op == SQLITE_UPDATE) {
+  } else if (!have_row && op == SQLITE_UPDATE) {
     // The row no longer satisfies the where condition: its document goes.
     finalize_locked(stmt, ctx->sqlite_lock);
     stmt = nullptr;
     key = read_key_only(conn, table, rowid, ctx->adapter_lock, ctx->sqlite_lock);
     if (key != nullptr) searcher_->delDoc(index_name, db_name, table_name, key);
-  } else if (key != nullptr && values.valid()) {
+  } else if (have_row && values.valid()) {
+    // A row without key still goes through the processing function, as in a
+    // scan; only sending it needs the key.
     data_proc = getDataProcFunc(index_name);
     bool keep = index_data_cfg_process(data_proc, table->field_count, table->field_names,
                                        values.texts(), values.lengths(),
                                        values.capacities()) != -1;
-    if (keep && !stop_flag_) {
+    if (keep && !stop_flag_ && key != nullptr) {
       send_row(searcher_, op, index_name, db_name, table_name, key, table->field_count,
                values.texts());
     }

@@ -178,9 +178,11 @@ TEST_F(ChangeHookTest, ProcessingFunctionAppliesToHookedRows) {
   g_released = 0;
   Insert("k1", "zqab");
   Insert("k2", "drop zqac");
+  host_->Exec("INSERT INTO msgs VALUES(NULL,'zqad',1)");  // processed, but has no key to send
   EXPECT_TRUE(Finds("idx", "zqabx", "k1"));
   EXPECT_TRUE(engine_->Search("idx", "zqac").empty());
-  EXPECT_EQ(2, g_released);  // dropped rows are released too
+  EXPECT_TRUE(engine_->Search("idx", "zqadx").empty());
+  EXPECT_EQ(3, g_released);  // dropped and keyless rows are released too
 }
 
 }  // namespace
