@@ -196,6 +196,9 @@ int KSSearchDataAdapter::stopScan() {
   return 0;
 }
 
+// Both accessors take the adapter lock themselves rather than relying on the
+// caller: the bridge calls them directly, and a scan batch must not hold the
+// adapter lock across its SQLite work.
 int KSSearchDataAdapter::getScanMaxRowid(const char* db_name, const char* table_name,
                                          const char* index_name, char* group_out) {
   ConfigManager* manager = configManager();

@@ -76,6 +76,7 @@ sqlite3* sqlite_create_conn(const _sqlite_db_cfg_t* db) {
   bool keyed = db->password == nullptr || db->password->len == 0 ||
                apply_key(conn, db->password->data);
   if (keyed && (!db->wal || apply_wal(conn))) return conn;
+  // Nobody else holds the handle: leaving it open would leak it (and its file).
   sqlite3_close(conn);
   return nullptr;
 }
