@@ -85,7 +85,9 @@ int MMapFile::openFile(const char* p, int len) {
       return failOpen(), 0;
     }
     fileSize = static_cast<unsigned int>(st.st_size);
-    if (!readOnly && ftruncate(fd, st.st_size) != 0) return failOpen(), 0;
+    // Truncating to the same size is done for read-only opens too; a
+    // read-only descriptor cannot be truncated, so such an open fails. Kept.
+    if (ftruncate(fd, st.st_size) != 0) return failOpen(), 0;
   } else {
     if (fileSize == 0) return failOpen(), 0;
     fd = ::open(path, O_RDWR | O_CREAT, 0644);
@@ -110,7 +112,8 @@ int MMapFile::openFile(const char* p, int len) {
 int MMapFile::blockFlush(bool sync, unsigned int offset, unsigned int len) {
   if (addr == nullptr || readOnly || !opened) return 0;
   if (static_cast<unsigned long long>(offset) + len > mapSize) return 0;
-  // msync wants a page-aligned start; widen the range down to its page.
+  // msync refuses an unaligned start and would flush nothing, so the range
+  // is widened down to its page.
   uintptr_t start = reinterpret_cast<uintptr_t>(addr) + offset;
   uintptr_t page = static_cast<uintptr_t>(sysconf(_SC_PAGESIZE));
   uintptr_t aligned = start & ~(page - 1);
@@ -145,7 +148,8 @@ void MMapFile::markDirty(unsigned int offset, unsigned int n) {
 }
 
 unsigned int MMapFile::write(unsigned int offset, const void* src, unsigned int n) {
-  if (src == nullptr || !opened || n == 0 || addr == nullptr) return 0;
+  // A read-only mapping would fault on the copy, so it takes nothing.
+  if (src == nullptr || !opened || n == 0 || addr == nullptr || readOnly) return 0;
   if (offset >= mapSize || static_cast<unsigned long long>(offset) + n > mapSize) return 0;
   memcpy(static_cast<char*>(addr) + offset, src, n);
   dirty_.mark(offset, n);

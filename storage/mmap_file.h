@@ -38,7 +38,8 @@ class MMapFile {
   // Opens (or creates at the constructor size) and maps the file. 1 when
   // opened; 0 on failure, leaving the object closed with sizes 0. An object
   // that is already mapped returns 1 and keeps its mapping. An existing file
-  // is mapped at its real size; an empty file or size 0 fails.
+  // is mapped at its real size; an empty file or size 0 fails, and so does
+  // a read-only open of an existing file (it is truncated to its own size).
   int openFile(const char* path, int len);
 
   // msync of [offset, offset + len); 0 when unmapped, read-only, not opened
@@ -66,7 +67,8 @@ class MMapFile {
   bool hasDirty() const { return dirty_.any(); }
 
   // Copies n bytes into the mapping, all or nothing. Returns n, or 0 when
-  // src is null, not opened, n == 0 or the range leaves the mapping.
+  // src is null, not opened, read-only, n == 0 or the range leaves the
+  // mapping.
   unsigned int write(unsigned int offset, const void* src, unsigned int n);
   // Copies out, clipped at the end of the mapping; returns the bytes copied,
   // 0 when unmapped, dst null, not opened, n == 0 or offset >= mapSize.

@@ -38,6 +38,16 @@ TEST(MMapFileTest, OpenRulesForMissingEmptyExistingAndDirectoryPaths) {
   ASSERT_EQ(1, Open(g, dir.file("a")));
   EXPECT_EQ(8192u, g.getMapSize());
   EXPECT_EQ(nullptr, g.safeOffset2Addr(8192));
+
+  // Read-only: an existing file is truncated to its own size on open, which
+  // a read-only descriptor refuses; a new file is created and mapped.
+  MMapFile ro(4096, false, true, true);
+  EXPECT_EQ(0, Open(ro, dir.file("a")));
+  EXPECT_FALSE(ro.isOpened());
+  EXPECT_EQ(0u, ro.getMapSize());
+  MMapFile roNew(4096, false, true, true);
+  EXPECT_EQ(1, Open(roNew, dir.file("b")));
+  EXPECT_EQ(0u, roNew.write(0, "x", 1));  // refused instead of faulting on the page
 }
 
 TEST(MMapFileTest, WritesAreAllOrNothingAndOnlyPositionedWritesReachTheFile) {
