@@ -201,7 +201,9 @@ int DocIdManager::getDocid(unsigned int tableId, const char* pkey) {
 }
 
 int DocIdManager::getPKey(int docid, _str_buffer_t* out) {
-  if (!opened || out == nullptr || docid < 0 || static_cast<unsigned int>(docid) >= docCount) return -1;
+  if (!opened || out == nullptr) return -1;
+  // Like every lookup by id, only the id's data file bounds the record: an
+  // id past the count reads the zero record there (an empty key).
   const pkey_docid_t* rec = getDocInfoById(docid);
   if (rec == nullptr) return -1;
   unsigned int len = rec->keyLen();
@@ -269,11 +271,13 @@ void DocIdManager::setMapValue(const pkey_docid_t* rec, unsigned int docid, unsi
   mutex->unlock();
   // Only the file of `docid` is written back here, also when another
   // document's flag changed in a different file (a later save writes it).
+  // It is written back even when the record has no bucket (checksum 0), so
+  // its own mark, set before this call, is not left only in memory.
   syncToFile(static_cast<int>(docid));
 }
 
 int DocIdManager::setDeleted(unsigned int docid, unsigned char deleted) {
-  if (docid >= docCount) return -1;  // only allocated ids carry a record
+  if (docid > 0x7FFFFFFFu) return -1;
   pkey_docid_t* rec = getDocInfoById(static_cast<int>(docid));
   if (rec == nullptr) return -1;
   setDeletedByte(docid, rec, deleted);
@@ -349,9 +353,11 @@ int DocIdManager::appendCopy(const pkey_docid_t* rec, DocIdManager* from, unsign
   str_buffer_reset(work);
   from->getPKey(static_cast<int>(id), work);
   mutex->lock();
-  if (copy.longKey() && work->len > 0) {
-    int off = keyStore->append(work->data, static_cast<unsigned int>(work->len));
-    if (off >= 0) EncodeFixed32(copy.bytes + 11, static_cast<unsigned int>(off));
+  if (copy.longKey()) {
+    // A key that cannot be restored (or stored) gets offset -1, which never
+    // resolves, rather than its old offset, which could name another key here.
+    int off = work->len > 0 ? keyStore->append(work->data, static_cast<unsigned int>(work->len)) : -1;
+    EncodeFixed32(copy.bytes + 11, static_cast<unsigned int>(off));
   }
   int rc = idStore->append(copy.bytes, pkey_docid_t::kSize);
   if (rc >= 0) {

@@ -86,7 +86,7 @@ class DocIdManager {
 
   // Restores the key of `docid` into `out` (a short key resets it first, a
   // long key is appended). 0; -1 when not open, out is null, there is no
-  // record, or a long key cannot be resolved.
+  // record (getDocInfoById), or a long key cannot be resolved.
   int getPKey(int docid, _str_buffer_t* out);
   // Table id of the record; 0 when there is none.
   unsigned int getTabMD5Id(int docid);
@@ -97,7 +97,9 @@ class DocIdManager {
   pkey_docid_t* getDocInfoById(int docid);
 
   // Mark / unmark deleted, apply the rules of the key's bucket and write the
-  // change back at once (whatever the autosave flag). 0, or -1 without record.
+  // change back at once (whatever the autosave flag). 0, or -1 without a
+  // record (getDocInfoById; an id past the count in an existing data file
+  // has one, its mark stays in memory until the id is allocated).
   int delDocid(unsigned int docid);
   int unDelDocid(unsigned int docid);
 
