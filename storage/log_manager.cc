@@ -95,7 +95,6 @@ int LogManager::reverse_find_log(_DArray* pairs, int from, int docid, int op) {
 int LogManager::log_pretreat(_DArray* out, int limit, BinarySet* set) {
   _DArray* pairs = darray_create(nullptr, false);
   if (pairs == nullptr) return 1;
-  unsigned int expected = count - cursor;
   unsigned int read = 0;
   for (unsigned long long* rec = read_next_log(); rec != nullptr; rec = read_next_log()) {
     darray_append(pairs, *rec & 0xFFFFFFFFull);
@@ -104,7 +103,9 @@ int LogManager::log_pretreat(_DArray* out, int limit, BinarySet* set) {
     read += 1;
   }
   unsigned int n = darray_length(pairs);
-  if (read < expected || n % 2 != 0 || n != 2 * read) {
+  // Measured against the whole count, not what lay past the cursor: a log
+  // already partly read counts as not read whole.
+  if (read < count || n % 2 != 0 || n != 2 * read) {
     darray_destroy(pairs);
     return 1;
   }

@@ -45,7 +45,8 @@ class LogManager {
   // (docid, op), or -1.
   int reverse_find_log(_DArray* pairs, int from, int docid, int op);
   // Reduces the unread log to the pairs a compaction must replay, appended
-  // to `out` oldest first. 0; 1 when the log could not be read whole.
+  // to `out` oldest first. 0; 1 when fewer records than the whole count
+  // could be read (also when some were read before).
   int log_pretreat(_DArray* out, int limit, BinarySet* set);
 
   // 0 when open and written back, else -1.

@@ -63,6 +63,12 @@ TEST(LogManagerTest, OpenDiscardsTheOldLogAndRecordsReadBackInOrder) {
   ASSERT_NE(nullptr, r);
   EXPECT_EQ(LogManager::compose_log_t(4, 3), *r);
   free(r);
+  // Every record has been read already: fewer than the count remain.
+  _DArray* out = darray_create(nullptr, false);
+  BinarySet set;
+  EXPECT_EQ(1, m.log_pretreat(out, 10, &set));
+  EXPECT_EQ(0u, darray_length(out));
+  darray_destroy(out);
   EXPECT_EQ(0, m.save());
   EXPECT_EQ(0, m.close());
 
