@@ -273,6 +273,8 @@ int BlockFiles::closeFiles() {
   }
   files.clear();
   saveContentLen();
+  // The info file is closed too, so a later save of the emptied store
+  // cannot overwrite the saved length with 0 (and a reopen does not leak it).
   if (infoFd >= 0) ::close(infoFd);
   infoFd = -1;
   savedLen_ = -1;

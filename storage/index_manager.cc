@@ -168,6 +168,8 @@ int IndexManager::save() {
 int IndexManager::close() {
   save();
   if (store != nullptr) store->closeFiles();
+  // A closed index takes no postings: an append would recreate data file 0
+  // over the postings already in it.
   opened = writable = false;
   return 0;
 }
