@@ -78,8 +78,7 @@ int LongWordTokenizer::wordDoubleTokenizer(const _str_buffer_t* word, bool /*isF
 int LongWordTokenizer::wordWholeTokenizer(const _str_buffer_t* word, bool /*isFirst*/,
                                           _DArray* out) {
   if (word == nullptr || word->len <= 0 || out == nullptr) return 0;
-  const int chars = ac_utf8_len(word->data);
-  const unsigned char count = static_cast<unsigned char>(chars > 255 ? 255 : chars);
+  const unsigned char count = token_count(ac_utf8_len(word->data));
   return appendTerm(word->data, word->data + word->len, count, kMatchAll, false, out) ? 1 : -1;
 }
 

@@ -33,6 +33,13 @@ inline token_unit_t token_unpack(unsigned long long slot) {
   return t;
 }
 
+// The count byte for a term of n characters (or bytes). A term longer than
+// the byte holds, a whole run or no-token word of 256 or more, counts 255
+// rather than its length modulo 256, so it never weighs as a short one.
+inline unsigned char token_count(int n) {
+  return static_cast<unsigned char>(n > 255 ? 255 : (n < 0 ? 0 : n));
+}
+
 // 0 when the signs are equal, 1 when a's is greater, -1 otherwise (unsigned).
 int token_cmp(unsigned long long a, unsigned long long b);
 

@@ -72,6 +72,12 @@ TEST_F(TokenParserTest, FieldPostingsMergeTermsAndWeighThem) {
   EXPECT_EQ(P(), Postings("HI", 3));
   EXPECT_EQ(P(), Postings("H", 3));
 
+  // A word longer than the count byte holds counts 255, not its length
+  // modulo 256: 255 of 300 characters.
+  const std::string longWord(300, 'x');
+  ASSERT_EQ(0, parser_.fieldTokenizer(6, 2, longWord.c_str(), false, true, true, &index_));
+  EXPECT_EQ(P({{17, 1}}), Postings(longWord.c_str(), 6));
+
   // Separators only: no token, no posting, still a success.
   const unsigned int before = index_.get_max_pos();
   EXPECT_EQ(0, parser_.fieldTokenizer(4, 0, " ,. ~", false, false, true, &index_));
