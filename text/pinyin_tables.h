@@ -16,7 +16,7 @@
 //                      order, for binary search by character.
 //   kPinyinSyllables   the toneless Mandarin syllables, zero-padded 7-byte
 //                      rows in byte order ("a", "ai", ... "zuo").
-//   kPinyinInitials    "zh", "ch", "sh".
+//   kPinyinInitials    "zh", "ch", "sh" (written by hand in text/pinyin.cc).
 //
 // Constant data: safe from any thread.
 #ifndef KS_TEXT_PINYIN_TABLES_H_

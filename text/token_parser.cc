@@ -33,9 +33,10 @@ int wholeWordTokens(const char* copy, _DArray* words, _DArray* tokens) {
   ac_str_splict(copy, static_cast<int>(strlen(copy)), ' ', words);
   for (unsigned int i = 0; i < darray_length(words); ++i) {
     const _str_buffer_t* w = WordLists::word(words, i);
-    const unsigned char count = static_cast<unsigned char>(w->len > 255 ? 255 : w->len);
     const unsigned int sign = idx_sign32(w->data, static_cast<unsigned int>(w->len));
-    if (darray_append(tokens, token_pack(sign, count, kMatchAll)) != RET_OK) return -1;
+    if (darray_append(tokens, token_pack(sign, token_count(w->len), kMatchAll)) != RET_OK) {
+      return -1;
+    }
   }
   return 0;
 }
@@ -56,6 +57,25 @@ int appendUpperTerms(const _DArray* words, _DArray* out) {
     if (darray_append(out, token_pack(sign, 0, 0)) != RET_OK) return -1;
   }
   return 0;
+}
+
+// The query terms of both lists: Han and other-script runs (list A) give
+// the terms runTerms makes of them, then every Latin word, digit run or kept
+// punctuation run (list B) one upper-cased term; sorted by sign. 0 or -1.
+template <typename RunTerms>
+int fillQueryTerms(const char* query, _DArray* out, RunTerms runTerms) {
+  if (out == nullptr) return -1;
+  WordLists lists;
+  if (!lists.valid()) return -1;
+  WordType first = kWordNone;
+  TokenRules::worldSplit(true, query, lists.cn, lists.en, lists.en, lists.en, lists.cn, first);
+  for (unsigned int i = 0; i < darray_length(lists.cn); ++i) {
+    const unsigned int from = darray_length(out);
+    if (runTerms(WordLists::word(lists.cn, i), out) < 0) return -1;
+    clearToSigns(out, from);
+  }
+  if (appendUpperTerms(lists.en, out) < 0) return -1;
+  return darray_merge_sort(out, darray_length(out), token_cmp) == RET_OK ? 0 : -1;
 }
 
 }  // namespace
@@ -129,44 +149,24 @@ int TokenParser::fieldTokenizer(int docId, int fieldIndex, const char* value, bo
 }
 
 int TokenParser::fillQueryArray(const char* query, _DArray* out) {
-  if (out == nullptr) return -1;
-  WordLists lists;
-  if (!lists.valid()) return -1;
-  WordType first = kWordNone;
-  TokenRules::worldSplit(true, query, lists.cn, lists.en, lists.en, lists.en, lists.cn, first);
-  for (unsigned int i = 0; i < darray_length(lists.cn); ++i) {
-    const _str_buffer_t* run = WordLists::word(lists.cn, i);
-    if (ac_utf8_cn_word_num(run->data) <= kQueryNameChars) {
-      if (darray_append(out, token_pack(idx_sign32(run->data, static_cast<unsigned int>(run->len)), 0, 0)) != RET_OK) {
-        return -1;
-      }
-    } else {
-      const unsigned int from = darray_length(out);
-      if (long_->wordInputTokenizer(run, false, out, kQueryNameChars) < 0) return -1;
-      clearToSigns(out, from);
+  LongWordTokenizer* tokenizer = long_;
+  return fillQueryTerms(query, out, [tokenizer](const _str_buffer_t* run, _DArray* terms) {
+    if (ac_utf8_cn_word_num(run->data) > kQueryNameChars) {
+      return tokenizer->wordInputTokenizer(run, false, terms, kQueryNameChars) < 0 ? -1 : 0;
     }
-  }
-  if (appendUpperTerms(lists.en, out) < 0) return -1;
-  return darray_merge_sort(out, darray_length(out), token_cmp) == RET_OK ? 0 : -1;
+    const unsigned int sign = idx_sign32(run->data, static_cast<unsigned int>(run->len));
+    return darray_append(terms, token_pack(sign, 0, 0)) == RET_OK ? 0 : -1;
+  });
 }
 
 int TokenParser::fillQueryTokenArray(const char* query, _DArray* out) {
-  if (out == nullptr) return -1;
-  WordLists lists;
-  if (!lists.valid()) return -1;
-  WordType first = kWordNone;
-  TokenRules::worldSplit(true, query, lists.cn, lists.en, lists.en, lists.en, lists.cn, first);
-  for (unsigned int i = 0; i < darray_length(lists.cn); ++i) {
-    const _str_buffer_t* run = WordLists::word(lists.cn, i);
-    const unsigned int from = darray_length(out);
-    if (long_->wordSingleTokenizer(run, false, out) < 0 ||
-        long_->wordDoubleTokenizer(run, false, out) < 0) {
-      return -1;
-    }
-    clearToSigns(out, from);
-  }
-  if (appendUpperTerms(lists.en, out) < 0) return -1;
-  return darray_merge_sort(out, darray_length(out), token_cmp) == RET_OK ? 0 : -1;
+  LongWordTokenizer* tokenizer = long_;
+  return fillQueryTerms(query, out, [tokenizer](const _str_buffer_t* run, _DArray* terms) {
+    return tokenizer->wordSingleTokenizer(run, false, terms) < 0 ||
+                   tokenizer->wordDoubleTokenizer(run, false, terms) < 0
+               ? -1
+               : 0;
+  });
 }
 
 }  // namespace mobile_search
