@@ -62,14 +62,19 @@ const Case kLongCases[] = {
     {",.<~", {}},
 };
 
-TEST(ShortWordTokenizer, NamesGiveSubstringsPinyinAndInitials) {
-  TokenRules rules;
-  ShortWordTokenizer tokenizer(&rules);
-  for (const Case& c : kShortCases) {
+template <size_t N>
+void ExpectTokens(BaseTokenizer& tokenizer, const Case (&cases)[N]) {
+  for (const Case& c : cases) {
     TokenList out;
     EXPECT_EQ(0, tokenizer.wordTokenizer(c.text, out.arr)) << c.text;
     EXPECT_EQ(Expected(c.terms), Actual(out.arr, c.terms)) << c.text;
   }
+}
+
+TEST(ShortWordTokenizer, NamesGiveSubstringsPinyinAndInitials) {
+  TokenRules rules;
+  ShortWordTokenizer tokenizer(&rules);
+  ExpectTokens(tokenizer, kShortCases);
   TokenList out;
   EXPECT_EQ(0, tokenizer.wordTokenizer(nullptr, out.arr));
   EXPECT_EQ(0u, out.size());
@@ -98,11 +103,7 @@ TEST(ShortWordTokenizer, OnlyTheFirstTenCharactersOfANameCount) {
 TEST(LongWordTokenizer, TextGivesCharactersPairsAndWholeRuns) {
   TokenRules rules;
   LongWordTokenizer tokenizer(&rules);
-  for (const Case& c : kLongCases) {
-    TokenList out;
-    EXPECT_EQ(0, tokenizer.wordTokenizer(c.text, out.arr)) << c.text;
-    EXPECT_EQ(Expected(c.terms), Actual(out.arr, c.terms)) << c.text;
-  }
+  ExpectTokens(tokenizer, kLongCases);
 }
 
 TEST(BaseTokenizer, LatinWordsGiveAtMostTwentyPrefixes) {
