@@ -12,9 +12,10 @@ namespace mobile_search {
 
 namespace {
 
-// A Chinese query run is matched in chunks of this many characters, which
-// bounds the pieces tried per chunk to 32 * 33 / 2.
-const int kRunChunkChars = 32;
+// A Chinese query run is matched whole up to this many characters, far more
+// than anyone types. Longer runs are matched in pieces of this size: a run of
+// n characters costs up to n^3 byte comparisons, a piece bounds that.
+const int kRunChunkChars = 256;
 
 // First occurrence of needle[0, m) in hay[0, hayLen), or null. The text
 // length is known here, so unlike a plain substring search nothing rescans
@@ -36,14 +37,16 @@ void addPiece(_DArray* pieces, const char* p, int n) {
   darray_append(pieces, (unsigned long long)n);
 }
 
-// A Chinese run: the longest pieces of one chunk that occur in the text, all
-// of them searched. If a piece of L + 1 characters occurs, so do its two
-// pieces of L, so the levels are climbed keeping only pieces whose shorter
-// neighbours occurred; the last level with any piece is the longest. A piece
-// cannot occur before the first occurrence of its own prefix, so each search
-// starts there. `seen` holds that offset per piece, -1 once it is gone.
-bool matchChunk(const char* lowered, size_t len, const char* run, const int* at, int n,
-                _DArray* positions) {
+// A Chinese run of n characters (character i at run + at[i]): the longest
+// pieces that occur in the text, all of them searched. If a piece of L + 1
+// characters occurs, so do its two pieces of L, so the levels are climbed
+// keeping only pieces whose shorter neighbours occurred; the last level with
+// any piece is the longest. A piece cannot occur before the first occurrence
+// of its own prefix, so each search starts there. `seen` holds that offset
+// per piece, -1 once it is gone. Each piece's searches together scan the text
+// about once, so a run costs about n passes over the text.
+bool matchPieces(const char* lowered, size_t len, const char* run, const int* at, int n,
+                 _DArray* positions) {
   long long* seen = static_cast<long long*>(calloc((size_t)n, sizeof(long long)));
   long long* best = static_cast<long long*>(calloc((size_t)n, sizeof(long long)));
   int bestLen = 0;
@@ -87,10 +90,7 @@ bool matchChineseRun(const char* lowered, size_t len, const _str_buffer_t* run,
   bool found = false;
   for (int c = 0; c < chars; c += kRunChunkChars) {
     const int n = chars - c < kRunChunkChars ? chars - c : kRunChunkChars;
-    // Offsets of the chunk, relative to its first character.
-    int chunkAt[kRunChunkChars + 1];
-    for (int i = 0; i <= n; ++i) chunkAt[i] = at[c + i] - at[c];
-    found = matchChunk(lowered, len, run->data + at[c], chunkAt, n, positions) || found;
+    found = matchPieces(lowered, len, run->data, at + c, n, positions) || found;
   }
   free(at);
   return found;
