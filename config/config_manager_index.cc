@@ -100,6 +100,8 @@ int ConfigManager::addIndexLocked(const char* index_name, const char* db_name,
   }
   if (m_indexArr == nullptr || m_config == nullptr) return -1;
   if (getTableInfo(index_name, db_name, table_name) != nullptr) return 0;
+  // The record is made before the section is written, so that a registration
+  // refused for an empty name leaves no unusable section in the file.
   table_info_t* table = table_info_create(index_name, db_name, table_name, key_field);
   if (table == nullptr) return -1;
   const char* const values[9] = {index_name,     db_name,        table_name,

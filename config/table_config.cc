@@ -17,8 +17,9 @@ bool same(const _str_buffer_t* buf, const char* s) {
 
 _DArray* history_create() { return darray_create(freeGroupRowid, true); }
 
-// One "group:rowid" piece; null when it does not give exactly two halves
-// (the split drops empty ones).
+// One "group:rowid" piece; null when it does not give exactly two halves.
+// A blank half counts as missing, so that no record names an empty group or
+// takes a row id from nothing.
 group_rowid_t* parse_piece(const _str_buffer_t* piece) {
   _DArray* halves = config_split_list(piece->data, ':');
   group_rowid_t* record = nullptr;

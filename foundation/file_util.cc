@@ -72,6 +72,7 @@ int remove_dir(const char* path) {
     if (is_dot_entry(entry->d_name)) continue;
     child_path(child, path, entry->d_name);
     if (remove_dir(child) == -1) {
+      // Stops at the first failure as before, but without leaking the handle.
       closedir(dir);
       return -1;
     }
