@@ -25,7 +25,10 @@
 // Cost: the pinyin searches are dynamic programs over (character, word
 // offset) that reproduce the exhaustive recursion. They look at no more than
 // kHighlightMaxPinyinChars characters of a text and kHighlightMaxPinyinCells
-// (character, offset) pairs, so a call is bounded whatever the input.
+// (character, offset) pairs, so a call is bounded whatever the input: a word
+// of w letters is spelled from the first 2^20 / (w + 1) characters, which for
+// words of up to 15 letters is every character of a text of up to 65,536
+// (192 KB of Chinese). Characters beyond are not marked.
 //
 // Ownership: a hl_pinyin_list_t refers to, and does not own, its text; it
 // owns the readings. Position lists belong to the caller. No state, safe from
@@ -37,7 +40,7 @@
 
 namespace mobile_search {
 
-const int kHighlightMaxPinyinChars = 4096;
+const int kHighlightMaxPinyinChars = 1 << 16;
 const int kHighlightMaxPinyinCells = 1 << 20;
 
 // One Chinese character of a text with its reading.

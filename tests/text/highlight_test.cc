@@ -140,6 +140,13 @@ TEST(HighlightAbstract, PinyinQueries) {
     EXPECT_EQ(text, Hl(text, query, 20, &hit)) << query;
     EXPECT_EQ(0, hit) << query;
   }
+  // Far into a long text.
+  std::string tail;
+  for (int i = 0; i < 20000; ++i) tail += "说";
+  tail += "张三";
+  for (const char* query : {"zhangsan", "zs"}) {
+    EXPECT_EQ("...说说说说说说说说<red>张三</red>", Hl(tail.c_str(), query, 10)) << query;
+  }
   // Literal Latin beats pinyin; pinyin works beside Latin and digits.
   EXPECT_EQ("<red>zhang</red> 张三", Hl("zhang 张三", "zhang", 20));
   EXPECT_EQ("Tom 2024 <red>张三</red> ok", Hl("Tom 2024 张三 ok", "zhangsan", 20));
