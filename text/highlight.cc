@@ -156,7 +156,9 @@ bool findMatches(const char* text, const char* lowered, const _str_buffer_t* q, 
   } else if (cnCount == 0 && enCount == 0 && q->len > 0 && otherCount == q->len) {
     found = matchLiteral(lowered, q->data, q->len, positions);
   } else {
-    // Mixed queries, and letters or digits with separators between them.
+    // Mixed queries, and letters or digits with separators between them:
+    // "zhang san" is matched word by word, as one word it could only match
+    // literally.
     found = matchWords(chars, lowered, q->data, positions);
   }
   hl_pinyin_list_free(chars);
@@ -182,10 +184,13 @@ int highlight_abs(const char* text, const char* lowered, const char* query, _DAr
     const char* piece = slot_as<const char>(darray_get_by_index(pieces, i));
     const long long n = (long long)darray_get_by_index(pieces, i + 1);
     if (piece == nullptr || n < 1) continue;
-    for (size_t from = 0;;) {
-      const char* p = findBytes(lowered + from, len - from, piece, (size_t)n);
+    // Like a bounded substring search, a piece ends at its terminator if that
+    // comes before its length.
+    const size_t m = strnlen(piece, (size_t)n);
+    for (size_t from = 0; m > 0 && (size_t)n <= len - from;) {
+      const char* p = findBytes(lowered + from, len - from, piece, m);
       if (p == nullptr) break;
-      from = (size_t)(p - lowered) + (size_t)n;
+      from = (size_t)(p - lowered) + m;
       pushPosToArr(positions, (int)(p - lowered), (int)from);
       found = true;
     }

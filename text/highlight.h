@@ -38,11 +38,12 @@ char* highLight_abstract_impl(const char* text, const char* query, int maxChars,
                               bool withTags);
 
 // Literal search: `pieces` holds (pointer, byte length) pairs, two slots per
-// piece, each pointer readable for its length; every occurrence of each
-// piece of length 1 or more in `lowered` is appended to positions, the search
-// resuming behind each match. `text` and
-// `query` are not read. 0 when anything was found, else -1 (also for a null
-// lowered, pieces or positions).
+// piece; a piece ends at its length or its terminator, whichever comes
+// first. Every occurrence of each piece of length 1 or more in `lowered` is
+// appended to positions, the search resuming behind each match and stopping
+// where fewer bytes than the piece's length are left. `text` and `query` are
+// not read. 0 when anything was found, else -1 (also for a null lowered,
+// pieces or positions).
 int highlight_abs(const char* text, const char* lowered, const char* query, _DArray* pieces,
                   _DArray* positions);
 

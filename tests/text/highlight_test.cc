@@ -164,6 +164,22 @@ TEST(HighlightAbstract, RejectsBadArguments) {
   EXPECT_EQ("<null>", NoTag("abc", "a", 0));
   EXPECT_EQ("x<red>a</red>bc", Hl("xabc", "a", 0x7FFFFFFF, &hit));
   EXPECT_EQ(1, hit);
+  // A literal piece given a length past its end ends at its terminator, and
+  // is looked for only while that length of text is left.
+  _DArray* pieces = darray_create(nullptr, false);
+  _DArray* pos = darray_create(nullptr, false);
+  darray_append(pieces, ptr_to_slot("ab"));
+  darray_append(pieces, 5);
+  EXPECT_EQ(0, highlight_abs(nullptr, "xxabxab", nullptr, pieces, pos));
+  ASSERT_EQ(1u, darray_length(pos));
+  int s = 0, e = 0;
+  getPosFromArr(pos, s, e, 0);
+  EXPECT_EQ(2, s);
+  EXPECT_EQ(4, e);
+  EXPECT_EQ(-1, highlight_abs(nullptr, "ab", nullptr, pieces, pos));
+  EXPECT_EQ(-1, highlight_abs(nullptr, nullptr, nullptr, pieces, pos));
+  darray_destroy(pieces);
+  darray_destroy(pos);
 }
 
 TEST(HighlightAbstract, SurvivesMalformedAndHugeInput) {
