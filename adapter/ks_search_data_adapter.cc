@@ -133,8 +133,9 @@ int KSSearchDataAdapter::delTable(const char* index_name, const char* db_name,
   _sqlite_db_cfg_t* db = getDBConfig(db_name);
   _sqlite_tab_cfg_t* tab = getTabConfig(db_name, table_name, index_name);
   if (db == nullptr || tab == nullptr) return 0;
-  // The SQLite lock as well: a batch or hooked row may be using the record's
-  // strings between its own lock sections.
+  // The table list belongs to the adapter lock; the deletion also runs under
+  // the SQLite lock, so that it never overlaps a statement call of a scan
+  // batch or a hooked row (the one place both locks are held, in this order).
   MutexGuard sqlite_guard(sqlite_lock_);
   for (unsigned i = 0; i < darray_length(db->tables); ++i) {
     if (slot_as<_sqlite_tab_cfg_t>(darray_get_by_index(db->tables, i)) == tab) {
