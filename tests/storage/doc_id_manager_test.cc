@@ -178,6 +178,20 @@ TEST(DocIdManagerTest, CompactionStepsRenumberSurvivorsAndReplayTheLog) {
   EXPECT_EQ(0, copy.isDocidDel(2));
   EXPECT_EQ(4, copy.getDocid(3, "a-long-key-7"));
 
+  // A long key past the first key file cannot be restored; its copy gets
+  // key offset -1 rather than an offset naming some other key of the copy.
+  DocIdManager wide, wideCopy;
+  ASSERT_EQ(0, wide.open(dir.file("wide").c_str()));
+  ASSERT_EQ(0, wideCopy.open(dir.file("wide-copy").c_str()));
+  for (int i = 0; i < 33; ++i) {  // 32 keys of 65,535 bytes fill key file 0
+    std::string key(65535, static_cast<char>('a' + i % 26));
+    ASSERT_EQ(i, wide.addPKey(4, key.c_str(), 1, Crc(key)));
+  }
+  EXPECT_EQ("<none>", PKey(wide, 32));
+  ASSERT_EQ(0, wide.copyBlock(&wideCopy, 33, &wide));
+  ASSERT_NE(nullptr, wideCopy.getDocInfoById(32));
+  EXPECT_EQ(0xFFFFFFFFu, wideCopy.getDocInfoById(32)->keyOffset());
+  EXPECT_EQ(Crc(std::string(65535, 'g')), wideCopy.getDocInfoById(32)->keyCrc());
   EXPECT_EQ(1, old.copyBlock(nullptr, 5, &old));
   DocIdManager closed;
   EXPECT_EQ(1, closed.copyBlock(&copy, 5, nullptr));
