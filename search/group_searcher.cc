@@ -156,7 +156,8 @@ int GroupSearcher::recoverInterruptedEllipse() {
 }
 
 int GroupSearcher::open(ConfigManager* manager, const char* group_name) {
-  if (manager == nullptr || isEmpty(group_name)) return -1;
+  // An empty group name is a group like any other ("<root>/allin_").
+  if (manager == nullptr || group_name == nullptr) return -1;
   lockUpdates();
   m_configMgr = manager;
   int ret = -1;
@@ -178,6 +179,8 @@ int GroupSearcher::open(ConfigManager* manager, const char* group_name) {
     } else {
       m_indexMgr = index_mgr_create(m_indexPath->data, kBundleName);
       ret = m_indexMgr == nullptr ? -1 : 0;
+      // Fresh stores start with auto-save on: a reopened group keeps the
+      // setting it was given.
       if (ret == 0 && !m_autoSave) setStoresAutoSave(false);
     }
   }
@@ -391,6 +394,8 @@ int GroupSearcher::clearDocLocked(void* ctx, const index_info_t* index,
                                   const char* index_name, const char* db_name,
                                   const char* table_name, clear_doc_callback callback) {
   DocIdManager* docs = m_indexMgr->doc_mgr;
+  // Made before auto-save is switched off, and clearDoc releases the locks
+  // on failure, so an allocation failure leaves the group usable.
   _DArray* ids = darray_create(nullptr, false);
   if (ids == nullptr) return -1;
   bool auto_save = docs->isAutoSave();
@@ -418,8 +423,8 @@ int GroupSearcher::clearDocLocked(void* ctx, const index_info_t* index,
 
 TableResult* GroupSearcher::getTableRecord(const char* index_name, const char* db_name,
                                            const char* table_name) {
-  // A table name starting with "0" is refused on purpose: such names are
-  // reserved by the host.
+  // A table name starting with "0" is refused deliberately; callers rely on
+  // it.
   if (isEmpty(index_name) || isEmpty(db_name) || isEmpty(table_name) || table_name[0] == '0' ||
       m_configMgr == nullptr) {
     return nullptr;

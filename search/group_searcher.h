@@ -106,8 +106,8 @@ class GroupSearcher {
   // ---- Lifecycle ----
 
   // Binds to `manager`, repairs an interrupted compaction of the group's
-  // directory and opens the bundle. 0; -1 for a null manager, an empty root
-  // path, a failed repair or a bundle that cannot be opened.
+  // directory and opens the bundle. 0; -1 for a null manager or group name,
+  // an empty root path, a failed repair or a bundle that cannot be opened.
   int open(ConfigManager* manager, const char* group_name);
   // Saves the group settings (if any) and the bundle; index_mgr_save's
   // result (0 when closed).

@@ -275,6 +275,7 @@ void GroupSearcher::ellipseSwap(EllipseRun* run) {
     remove_dir(cpy);
   }
   m_indexMgr = index_mgr_create(dir, kBundleName);
+  // The new stores start with auto-save on; the group's setting carries over.
   if (m_indexMgr != nullptr && !m_autoSave) setStoresAutoSave(false);
 }
 

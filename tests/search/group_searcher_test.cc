@@ -1,11 +1,14 @@
 #include "search/group_searcher.h"
 
+#include <stdio.h>
 #include <stdlib.h>
+#include <unistd.h>
 
 #include <string>
 #include <vector>
 
 #include "foundation/file_util.h"
+#include "foundation/logging.h"
 #include "group_searcher_fixture.h"
 #include "search/table_result.h"
 #include "storage/log_manager.h"
@@ -85,6 +88,37 @@ TEST_F(GroupSearcherTest, ReaddedDocumentIsRevivedUnderItsOldId) {
   expectModel();
 }
 
+std::vector<std::string> g_logged;
+int CapturePlain(const char* text) {
+  g_logged.push_back(text);
+  return 0;
+}
+void CaptureLevelled(mobile_search::SEARCH_LOG_LEVEL level, const char* text) {
+  g_logged.push_back(std::to_string(static_cast<int>(level)) + ":" + text);
+}
+
+TEST_F(GroupSearcherTest, FailuresAndCompactionOutcomesAreLogged) {
+  mobile_search::set_log_cb_func(CapturePlain);
+  mobile_search::set_log_level_func(CaptureLevelled);
+  g_logged.clear();
+  char* values[2] = {const_cast<char*>("t"), const_cast<char*>("g")};
+  EXPECT_EQ(-1, gs_->modifyDoc("idx", "db", "msg", "k", 2, values));
+  EXPECT_EQ(GroupSearcher::kEllipseNothing, gs_->ellipseIndex("default", true));
+
+  // The old group parked in "-cpy" cannot be moved back over a dangling link.
+  ASSERT_EQ(0, gs_->close());
+  ASSERT_EQ(0, rename(groupDir().c_str(), (groupDir() + "-cpy").c_str()));
+  ASSERT_EQ(0, symlink((groupDir() + "-gone").c_str(), groupDir().c_str()));
+  EXPECT_EQ(-1, gs_->open(mgr_, "default"));
+  mobile_search::set_log_cb_func(nullptr);
+  mobile_search::set_log_level_func(nullptr);
+  EXPECT_EQ((std::vector<std::string>{
+                "modify doc fail index_name:idx db_name:db table_name:msg pkey:k",
+                "Out Ellipse --> the error code is 10", "4:ELLIPSE dir rename failed. default \n"}),
+            g_logged);
+  EXPECT_EQ(nullptr, gs_->getIndexMgr());
+}
+
 int RecordTable(void* ctx, const char*, const char*, const char* table, int) {
   static_cast<std::vector<std::string>*>(ctx)->push_back(table);
   return 0;
@@ -159,6 +193,9 @@ TEST_F(GroupSearcherTest, ReopenedGroupKeepsItsDocumentsInItsOwnDirectory) {
   ASSERT_EQ(0, g2.open(mgr_, "g2"));
   EXPECT_STREQ((tmp_.path() + "/allin_g2").c_str(), g2.getIndexPath());
   EXPECT_EQ(1, is_dir((tmp_.path() + "/allin_g2/idx_0").c_str()));
+  GroupSearcher unnamed;
+  ASSERT_EQ(0, unnamed.open(mgr_, ""));
+  EXPECT_STREQ((tmp_.path() + "/allin_").c_str(), unnamed.getIndexPath());
 }
 
 TEST_F(GroupSearcherTest, ConfigManagerCreatesSearchersOnceAndReportsIdleCompaction) {
