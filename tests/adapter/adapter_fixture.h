@@ -11,6 +11,7 @@
 
 #include <memory>
 #include <mutex>
+#include <regex>
 #include <set>
 #include <string>
 #include <vector>
@@ -34,81 +35,60 @@ class HostDb {
     sqlite3_busy_timeout(conn_, 10000);
   }
   ~HostDb() { sqlite3_close(conn_); }
-  HostDb(const HostDb&) = delete;
-  HostDb& operator=(const HostDb&) = delete;
-
   sqlite3* conn() const { return conn_; }
-  int ExecRc(const std::string& sql) {
-    return sqlite3_exec(conn_, sql.c_str(), nullptr, nullptr, nullptr);
-  }
   void Exec(const std::string& sql) {
-    int rc = ExecRc(sql);
-    EXPECT_EQ(SQLITE_OK, rc) << sql << ": " << sqlite3_errmsg(conn_);
+    EXPECT_EQ(SQLITE_OK, sqlite3_exec(conn_, sql.c_str(), nullptr, nullptr, nullptr))
+        << sql << ": " << sqlite3_errmsg(conn_);
   }
 
  private:
   sqlite3* conn_ = nullptr;
 };
 
-// Both log channels, captured process-wide. Install() once; Clear() per test.
+// Both log channels, captured process-wide: plain lines as "plain|text",
+// levelled ones as "<level>|text". Install() once per test.
 class LogCapture {
  public:
   static void Install() {
-    static std::once_flag once;
-    std::call_once(once, [] {
-      mobile_search::set_log_cb_func(&Plain);
-      mobile_search::set_log_level_func(&Levelled);
+    mobile_search::set_log_cb_func(+[](const char* text) {
+      return Add(std::string("plain|") + text), 0;
+    });
+    mobile_search::set_log_level_func(+[](mobile_search::SEARCH_LOG_LEVEL level, const char* text) {
+      Add(std::to_string(static_cast<int>(level)) + "|" + text);
     });
     Clear();
   }
   static void Clear() {
-    std::lock_guard<std::mutex> lock(mutex());
-    lines().clear();
+    std::lock_guard<std::mutex> lock(mutex_);
+    lines_.clear();
   }
-  // Lines containing `text`; levelled lines carry "<level>|" in front.
-  static std::vector<std::string> Matching(const std::string& text) {
-    std::lock_guard<std::mutex> lock(mutex());
-    std::vector<std::string> out;
-    for (const std::string& line : lines()) {
-      if (line.find(text) != std::string::npos) out.push_back(line);
-    }
-    return out;
+  // How many lines contain `text`.
+  static size_t Count(const std::string& text) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    size_t n = 0;
+    for (const std::string& line : lines_) n += line.find(text) != std::string::npos;
+    return n;
   }
 
  private:
-  static std::mutex& mutex() {
-    static std::mutex m;
-    return m;
+  static void Add(const std::string& line) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    lines_.push_back(line);
   }
-  static std::vector<std::string>& lines() {
-    static std::vector<std::string> l;
-    return l;
-  }
-  static int Plain(const char* text) {
-    std::lock_guard<std::mutex> lock(mutex());
-    lines().push_back(std::string("plain|") + text);
-    return 0;
-  }
-  static void Levelled(mobile_search::SEARCH_LOG_LEVEL level, const char* text) {
-    std::lock_guard<std::mutex> lock(mutex());
-    lines().push_back(std::to_string(static_cast<int>(level)) + "|" + text);
-  }
+  static inline std::mutex mutex_;
+  static inline std::vector<std::string> lines_;
 };
 
 // Primary keys listed in every "pkey_arr" of a JSON result text.
-inline std::set<std::string> PkeysOf(const char* json) {
+inline std::set<std::string> PkeysOf(char* json) {
   std::set<std::string> keys;
-  if (json == nullptr) return keys;
-  std::string text(json);
-  const std::string tag = "\"pkey_arr\":[";
-  for (size_t at = text.find(tag); at != std::string::npos; at = text.find(tag, at)) {
-    at += tag.size();
-    while (at < text.size() && text[at] == '"') {
-      size_t end = text.find('"', at + 1);
-      if (end == std::string::npos) break;
-      keys.insert(text.substr(at + 1, end - at - 1));
-      at = end + 1;
-      if (at < text.size() && text[at] == ',') ++at;
+  std::string text = json != nullptr ? json : "";
+  free(json);
+  static const std::regex arr("\"pkey_arr\":\\[([^\\]]*)\\]"), quoted("\"([^\"]*)\"");
+  for (std::sregex_iterator a(text.begin(), text.end(), arr), end; a != end; ++a) {
+    const std::string list = (*a)[1];
+    for (std::sregex_iterator q(list.begin(), list.end(), quoted); q != end; ++q) {
+      keys.insert((*q)[1]);
     }
   }
   return keys;
@@ -117,11 +97,8 @@ inline std::set<std::string> PkeysOf(const char* json) {
 // A fixed-width, letters-only word per number: no word is a prefix of
 // another, so a search for one finds only its own row.
 inline std::string Word(int i) {
-  std::string w = "zq";
-  w += static_cast<char>('a' + (i / 676) % 26);
-  w += static_cast<char>('a' + (i / 26) % 26);
-  w += static_cast<char>('a' + i % 26);
-  return w;
+  return std::string("zq") + static_cast<char>('a' + (i / 676) % 26) +
+         static_cast<char>('a' + (i / 26) % 26) + static_cast<char>('a' + i % 26);
 }
 
 // A Searcher and an adapter on one root, as the host bridge sets them up.
@@ -129,60 +106,43 @@ class Engine {
  public:
   explicit Engine(const std::string& root) : root_(root) { Start(); }
   ~Engine() { Stop(); }
-  Engine(const Engine&) = delete;
-  Engine& operator=(const Engine&) = delete;
 
   void Start() {
-    searcher_ = new mobile_search::Searcher();
+    searcher_ = std::make_unique<mobile_search::Searcher>();
     EXPECT_EQ(0, searcher_->open(root_.c_str(), 0));
-    adapter_ = new mobile_search::KSSearchDataAdapter(root_.c_str());
-    EXPECT_EQ(0, adapter_->setSearcher(searcher_));
+    adapter_ = std::make_unique<KSSearchDataAdapter>(root_.c_str());
+    EXPECT_EQ(0, adapter_->setSearcher(searcher_.get()));
   }
   void Stop() {
-    delete adapter_;
-    delete searcher_;
-    adapter_ = nullptr;
-    searcher_ = nullptr;
+    adapter_.reset();
+    searcher_.reset();
   }
+  mobile_search::Searcher* searcher() { return searcher_.get(); }
+  KSSearchDataAdapter* adapter() { return adapter_.get(); }
 
-  mobile_search::Searcher* searcher() { return searcher_; }
-  mobile_search::KSSearchDataAdapter* adapter() { return adapter_; }
-
-  // Registers the table with the searcher and the adapter; the adapter's
-  // result.
-  int Register(const char* index, const char* db, const char* table, const char* key,
-               const char* fields, const char* where = "", const char* profile = "",
-               int hook_mode = 0) {
-    searcher_->addIndex(index, db, table, key, fields, where, "", profile, "", nullptr);
-    return adapter_->addTable(index, db, table, key, fields, where, profile, hook_mode);
+  // Registers the table with the searcher and the adapter; the adapter's result.
+  int Register(const char* index, const char* db, const char* table, const char* fields,
+               const char* where = "", const char* profile = "", int hook_mode = 0) {
+    searcher_->addIndex(index, db, table, "mid", fields, where, "", profile, "", nullptr);
+    return adapter_->addTable(index, db, table, "mid", fields, where, profile, hook_mode);
   }
-
   // Calls scanTable until it reports no progress (or fails); all results.
   std::vector<int> ScanAll(const char* db, const char* table, const char* index) {
     std::vector<int> results;
-    for (int guard = 0; guard < 1000; ++guard) {
-      int r = adapter_->scanTable(db, table, index);
-      results.push_back(r);
-      if (r <= 0) break;
+    for (int r = 1; r > 0 && results.size() < 1000;) {
+      results.push_back(r = adapter_->scanTable(db, table, index));
     }
     return results;
   }
-
   std::set<std::string> Search(const char* index, const std::string& query) {
-    char* json = searcher_->doSearch(index, nullptr, query.c_str(), 0, 1000, false);
-    std::set<std::string> keys = PkeysOf(json);
-    free(json);
-    return keys;
+    return PkeysOf(searcher_->doSearch(index, nullptr, query.c_str(), 0, 1000, false));
   }
   bool Finds(const char* index, const std::string& query, const std::string& key) {
     return Search(index, query).count(key) == 1;
   }
   // Keys of every live document of the table.
   std::set<std::string> TableKeys(const char* index, const char* db, const char* table) {
-    char* json = searcher_->getTableRecord(index, db, table);
-    std::set<std::string> keys = PkeysOf(json);
-    free(json);
-    return keys;
+    return PkeysOf(searcher_->getTableRecord(index, db, table));
   }
   int MaxRowid(const char* db, const char* table, const char* index,
                std::string* group = nullptr) {
@@ -194,8 +154,8 @@ class Engine {
 
  private:
   std::string root_;
-  mobile_search::Searcher* searcher_ = nullptr;
-  mobile_search::KSSearchDataAdapter* adapter_ = nullptr;
+  std::unique_ptr<mobile_search::Searcher> searcher_;
+  std::unique_ptr<KSSearchDataAdapter> adapter_;
 };
 
 // An encrypted host database "app" beside an engine that has it registered.
@@ -205,9 +165,9 @@ class HostedEngineTest : public ::testing::Test {
   void SetUpHosted(const char* key, const std::vector<std::string>& schema) {
     LogCapture::Install();
     db_path_ = dir_.file("app.db");
-    host_.reset(new HostDb(db_path_, key));
+    host_ = std::make_unique<HostDb>(db_path_, key);
     for (const std::string& sql : schema) host_->Exec(sql);
-    engine_.reset(new Engine(dir_.file("root")));
+    engine_ = std::make_unique<Engine>(dir_.file("root"));
     ASSERT_EQ(0, adapter()->addDB("app", db_path_.c_str(), key, false));
   }
   void TearDown() override {
