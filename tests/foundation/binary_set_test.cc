@@ -13,16 +13,12 @@ TEST(BinarySet, NearestLessCountsSmallerMembersAndKeepsItsMemberQuirks) {
   BinarySet set;
   EXPECT_EQ(0, set.nearest_less(5));  // empty
   for (int v : {3, 5, 9}) set.add(v);
-  EXPECT_EQ(0, set.nearest_less(1));
-  EXPECT_EQ(1, set.nearest_less(4));
-  EXPECT_EQ(2, set.nearest_less(6));
-  EXPECT_EQ(3, set.nearest_less(10));
-  // Members: the result depends on where the search meets them.
-  EXPECT_EQ(0, set.nearest_less(3));
-  EXPECT_EQ(2, set.nearest_less(5));
-  EXPECT_EQ(0, set.nearest_less(9));
+  // Non-members get the number of smaller members; for members the result
+  // depends on where the search meets them.
+  const int expected[][2] = {{1, 0}, {4, 1}, {6, 2}, {10, 3}, {3, 0}, {5, 2}, {9, 0}};
+  for (const auto& e : expected) EXPECT_EQ(e[1], set.nearest_less(e[0])) << e[0];
 
-  // For non-members, against a model, on sets of many shapes.
+  // Non-members against a model, on sets of many shapes.
   std::mt19937 rng(3);
   for (int round = 0; round < 200; ++round) {
     std::set<int> model;
@@ -40,27 +36,20 @@ TEST(BinarySet, NearestLessCountsSmallerMembersAndKeepsItsMemberQuirks) {
 
 TEST(BinarySet, AddAppendsUnsortedUntilInsertSort) {
   BinarySet set;
-  EXPECT_TRUE(set.is_empty());
-  EXPECT_EQ(-1, set.is_in_set(7));
-  EXPECT_EQ(0, set.add(7));
-  EXPECT_EQ(0, set.add(2));
+  EXPECT_EQ(-1, set.is_in_set(7));  // empty
+  set.add(7);
+  set.add(2);
   EXPECT_EQ(7, set.get_value_index(0));  // kept in arrival order
-  EXPECT_EQ(2, set.get_value_index(1));
   set.insert_sort();
   EXPECT_EQ(2, set.get_value_index(0));
   EXPECT_EQ(1, set.is_in_set(7));
   EXPECT_EQ(0, set.add(7));  // already present
-  EXPECT_EQ(2, set.get_size());
-  EXPECT_EQ(0, set.get_value_index(2));
-
   EXPECT_EQ(0, set.del(4));  // absent: nothing changes
   EXPECT_EQ(2, set.get_size());
   EXPECT_EQ(0, set.del(2));
-  EXPECT_EQ(1, set.get_size());
   EXPECT_EQ(0, set.is_in_set(7));
-
-  testing::internal::CaptureStdout();
   set.add(9);
+  testing::internal::CaptureStdout();
   set.show_all_data();
   EXPECT_EQ("7, 9, \n", testing::internal::GetCapturedStdout());
 
@@ -69,14 +58,9 @@ TEST(BinarySet, AddAppendsUnsortedUntilInsertSort) {
   darray_append(values, 4ULL);
   set.compose_set(values);
   EXPECT_TRUE(set.is_empty());
-  set.add(1);
-  set.compose_set(nullptr);
-  EXPECT_TRUE(set.is_empty());
   darray_destroy(values);
-
   set.add(1);
   set.clear_set();
-  EXPECT_EQ(0, set.get_size());
   EXPECT_EQ(-1, set.is_in_set(1));
 }
 

@@ -16,15 +16,10 @@ using ks_test::WriteFile;
 
 TEST(FileUtil, MakeDirCreatesEveryMissingLevel) {
   TempDir dir;
-  std::string deep = dir.file("a/b/c");
-  EXPECT_EQ(0, make_dir(deep.c_str(), 0755));
-  EXPECT_EQ(1, is_dir(dir.file("a").c_str()));
-  EXPECT_EQ(1, is_dir(deep.c_str()));
-  EXPECT_EQ(0, make_dir(deep.c_str(), 0755));  // existing tree
-  EXPECT_EQ(0, make_dir((deep + "/d/").c_str(), 0755));
-  EXPECT_EQ(1, is_dir((deep + "/d").c_str()));
-  EXPECT_EQ(0, make_dir("/", 0755));
-
+  const std::string deep = dir.file("a/b/c");
+  const std::string made[] = {deep, deep, deep + "/d/", "/"};  // again, trailing slash, root
+  for (const std::string& p : made) EXPECT_EQ(0, make_dir(p.c_str(), 0755)) << p;
+  EXPECT_EQ(1, is_dir(dir.file("a").c_str()) & is_dir((deep + "/d").c_str()));
   // Relative paths are taken from the working directory.
   char cwd[4096];
   ASSERT_NE(nullptr, getcwd(cwd, sizeof(cwd)));
@@ -32,7 +27,6 @@ TEST(FileUtil, MakeDirCreatesEveryMissingLevel) {
   EXPECT_EQ(0, make_dir("r/s/t", 0755));
   ASSERT_EQ(0, chdir(cwd));
   EXPECT_EQ(1, is_dir(dir.file("r/s/t").c_str()));
-
   // A file in the way makes mkdir fail.
   ASSERT_TRUE(WriteFile(dir.file("plain"), "x"));
   EXPECT_EQ(-1, make_dir(dir.file("plain/sub").c_str(), 0755));
@@ -43,21 +37,16 @@ TEST(FileUtil, MakeDirCreatesEveryMissingLevel) {
 
 TEST(FileUtil, RemoveDirAndSizesWalkTheWholeTree) {
   TempDir dir;
-  std::string root = dir.file("tree");
-  ASSERT_EQ(0, make_dir((root + "/x/y").c_str(), 0755));
-  ASSERT_TRUE(WriteFile(root + "/x/three", "abc"));
-  ASSERT_TRUE(WriteFile(root + "/x/y/five", "abcde"));
-  ASSERT_EQ(0, make_dir((root + "/empty").c_str(), 0755));
+  const std::string root = dir.file("tree"), outside = dir.file("outside");
+  ASSERT_EQ(0, make_dir((root + "/x/y").c_str(), 0755) | make_dir((root + "/empty").c_str(), 0755) |
+                   make_dir(outside.c_str(), 0755));
+  ASSERT_TRUE(WriteFile(root + "/x/three", "abc") && WriteFile(root + "/x/y/five", "abcde") &&
+              WriteFile(outside + "/keep", "k"));
   EXPECT_EQ(8u, get_dir_total_bytes(root.c_str()));
   EXPECT_EQ(5u, get_dir_total_bytes((root + "/x/y/five").c_str()));
   EXPECT_EQ(0u, get_dir_total_bytes(dir.file("missing").c_str()));
-
   // A link to a directory outside the tree is removed, not followed.
-  std::string outside = dir.file("outside");
-  ASSERT_EQ(0, make_dir(outside.c_str(), 0755));
-  ASSERT_TRUE(WriteFile(outside + "/keep", "k"));
   ASSERT_EQ(0, symlink(outside.c_str(), (root + "/link").c_str()));
-
   EXPECT_EQ(0, remove_dir(dir.file("missing").c_str()));
   EXPECT_EQ(0, remove_dir((root + "/x/three").c_str()));
   EXPECT_FALSE(FileExists(root + "/x/three"));

@@ -11,74 +11,61 @@ namespace mobile_search {
 namespace {
 
 TEST(ThreadLockConcurrency, MutexSerialisesIncrements) {
-  ThreadMutex* mutex = new ThreadMutex();
+  ThreadMutex mutex;
   long counter = 0;
   std::atomic<int> failures{0};
   std::vector<std::thread> threads;
   for (int t = 0; t < 4; ++t) {
     threads.emplace_back([&] {
       for (int i = 0; i < 20000; ++i) {
-        if (!mutex->lock()) ++failures;
+        failures += !mutex.lock();
         ++counter;
-        if (!mutex->unlock()) ++failures;
+        failures += !mutex.unlock();
       }
     });
   }
   for (std::thread& th : threads) th.join();
   EXPECT_EQ(80000, counter);
   EXPECT_EQ(0, failures.load());
-  delete mutex;
 }
 
 TEST(ThreadLockConcurrency, WriteLockExcludesReadersAndReadersShare) {
-  ReadWriteLock* lock = new ReadWriteLock();
+  ReadWriteLock lock;
   long a = 0, b = 0;  // written together under the write lock
-  std::atomic<int> torn{0}, readers_inside{0}, max_readers{0};
+  std::atomic<int> torn{0}, readers_inside{0};
   std::atomic<bool> stop{false};
   std::vector<std::thread> threads;
   for (int r = 0; r < 3; ++r) {
     threads.emplace_back([&] {
       while (!stop.load()) {
-        ASSERT_TRUE(lock->read_lock());
-        int inside = ++readers_inside;
-        int seen = max_readers.load();
-        while (inside > seen && !max_readers.compare_exchange_weak(seen, inside)) {
-        }
-        if (a != b) ++torn;
+        ASSERT_TRUE(lock.read_lock());
+        ++readers_inside;
+        torn += a != b;
         std::this_thread::yield();
         --readers_inside;
-        ASSERT_TRUE(lock->unlock());
+        ASSERT_TRUE(lock.unlock());
         // The default lock prefers readers: pause so the writer gets in.
         std::this_thread::sleep_for(std::chrono::microseconds(20));
       }
     });
   }
-  std::thread writer([&] {
-    for (int i = 0; i < 2000; ++i) {
-      ASSERT_TRUE(lock->write_lock());
-      EXPECT_EQ(0, readers_inside.load());
-      ++a;
-      std::this_thread::yield();
-      ++b;
-      ASSERT_TRUE(lock->unlock());
-    }
-    stop = true;
-  });
-  writer.join();
+  for (int i = 0; i < 2000; ++i) {
+    EXPECT_TRUE(lock.write_lock());
+    EXPECT_EQ(0, readers_inside.load());
+    ++a;
+    std::this_thread::yield();
+    ++b;
+    EXPECT_TRUE(lock.unlock());
+  }
+  stop = true;
   for (std::thread& th : threads) th.join();
   EXPECT_EQ(0, torn.load());
-  EXPECT_EQ(2000, a);
-  EXPECT_GE(max_readers.load(), 1);
 
   // A second reader gets in while the first still holds the lock.
-  ASSERT_TRUE(lock->read_lock());
-  std::thread second([&] {
-    EXPECT_TRUE(lock->read_lock());
-    EXPECT_TRUE(lock->unlock());
-  });
+  ASSERT_TRUE(lock.read_lock());
+  std::thread second([&] { EXPECT_TRUE(lock.read_lock() && lock.unlock()); });
   second.join();
-  EXPECT_TRUE(lock->unlock());
-  delete lock;
+  EXPECT_TRUE(lock.unlock());
 }
 
 }  // namespace
