@@ -35,14 +35,10 @@ TEST(DynamicArray, GrowsByTwicePlusEightAndShrinksOnlyBelowHalf) {
   _DArray* arr = darray_create(nullptr, false);
   ASSERT_NE(nullptr, arr);
   EXPECT_EQ(8u, arr->capacity);
-  std::vector<unsigned int> capacities;
   for (u64 i = 1; i <= 57; ++i) {
     ASSERT_EQ(RET_OK, darray_append(arr, i));
-    capacities.push_back(arr->capacity);
+    EXPECT_EQ(i <= 8 ? 8u : i <= 24 ? 24u : i <= 56 ? 56u : 120u, arr->capacity) << i;
   }
-  // 8 slots fit, the 9th grows to 24, the 25th to 56, the 57th to 120.
-  const unsigned int at[][2] = {{7, 8}, {8, 24}, {23, 24}, {24, 56}, {56, 120}};
-  for (const auto& c : at) EXPECT_EQ(c[1], capacities[c[0]]) << "append #" << c[0] + 1;
   EXPECT_EQ(0u, arr->items[arr->capacity]);  // spare slot allocated and zero
   for (u64 i = 0; i < 57; ++i) EXPECT_EQ(i + 1, darray_get_by_index(arr, (unsigned)i));
   ArrayList list;
@@ -74,9 +70,6 @@ TEST(DynamicArray, EditingKeepsValuesAndReleasesOnlyWhatItOwns) {
   u64 out = 0;
   EXPECT_EQ(RET_OK, darray_get_by_index(arr, 5, &out));
   EXPECT_EQ(7u, out);
-  std::string text = "slot";
-  EXPECT_EQ(RET_OK, darray_set_by_index(arr, 0, static_cast<const void*>(&text)));
-  EXPECT_EQ(&text, slot_as<std::string>(darray_get_by_index(arr, 0)));
   darray_destroy(arr);
 
   // A ranged delete moves only n slots: the old tail stays beyond count.
@@ -90,43 +83,42 @@ TEST(DynamicArray, EditingKeepsValuesAndReleasesOnlyWhatItOwns) {
 
   g_released = 0;
   _DArray* owned = darray_create(release_counted, true);
-  std::vector<void*> cells;
-  for (int i = 0; i < 10; ++i) {
-    cells.push_back(malloc(4));
-    darray_append(owned, cells.back());
-  }
-  darray_set_by_index(owned, 1, malloc(4));  // set does not release the old value
-  EXPECT_EQ(0, g_released);
-  darray_delete(owned, 2, 3);
-  EXPECT_EQ(3, g_released);
-  EXPECT_EQ(cells[5], slot_to_ptr(owned->items[2]));
-  EXPECT_EQ(cells[5], slot_to_ptr(owned->items[5]));  // stale duplicate: never clean blindly
-  owned->count = 5;
+  void* replaced = malloc(4);
+  darray_append(owned, replaced);
+  for (int i = 0; i < 4; ++i) darray_append(owned, malloc(4));
+  darray_set_by_index(owned, 0, malloc(4));  // set does not release the old value
+  free(replaced);
+  void* first = slot_to_ptr(owned->items[0]);
+  darray_delete(owned, 1, 2);
+  EXPECT_EQ(2, g_released);
+  // Uniq keeps the first of each run and releases the others.
+  EXPECT_EQ(RET_OK, darray_uniq(owned, [](u64, u64) { return 0; }));
+  EXPECT_EQ(4, g_released);
+  ASSERT_EQ(1u, owned->count);
+  EXPECT_EQ(first, slot_to_ptr(owned->items[0]));
   darray_clean(owned);
-  EXPECT_EQ(8, g_released);
-  EXPECT_EQ(0u, owned->count);
-  for (int i : {1, 8, 9}) free(cells[i]);  // replaced, or stranded beyond count
+  EXPECT_EQ(5, g_released);
   darray_append(owned, malloc(4));
   darray_destroy(owned);
-  EXPECT_EQ(9, g_released);
-
-  // Neither an array without free_data nor an ArrayList calls its callback;
-  // pointer_destory frees the array only.
+  EXPECT_EQ(6, g_released);
+  // Neither an array without free_data, nor pointer_destory, nor an ArrayList
+  // calls the callback.
   void* cell = malloc(4);
   _DArray* unowned = darray_create(release_counted, false);
   darray_append(unowned, cell);
   darray_destroy(unowned);
-  {
-    ArrayList list(release_counted);
-    list.add(cell);
-    list.add(cell);
-    list.remove(0);
-    list.clear();
-  }
   owned = darray_create(release_counted, true);
   darray_append(owned, cell);
   pointer_destory(owned);
-  EXPECT_EQ(9, g_released);
+  {
+    ArrayList list(release_counted);
+    list.add(cell);
+    list.remove(0);
+    list.add(cell);
+    list.clear();
+    list.add(cell);
+  }
+  EXPECT_EQ(6, g_released);
   free(cell);
 }
 
@@ -142,13 +134,10 @@ int spying_cmp(u64 a, u64 b) {
 TEST(DynamicArray, FindAndBinarySearchArgumentOrderAndBounds) {
   _DArray* arr = make_array({3, 5, 7, 9, 11, 13, 15, 17, 19, 21});
   g_key = 1000;  // absent: every comparison involves the key
-  EXPECT_EQ(-1, darray_find(arr, spying_cmp, g_key));
+  EXPECT_EQ(-1, darray_find(arr, spying_cmp, g_key));  // the key first
+  EXPECT_EQ(-1, darray_bin_search(arr, arr->count, g_key, spying_cmp));  // the key second
   EXPECT_EQ(10, g_key_first);
-  EXPECT_EQ(0, g_key_second);
-  g_key_first = g_key_second = 0;
-  EXPECT_EQ(-1, darray_bin_search(arr, arr->count, g_key, spying_cmp));
-  EXPECT_EQ(0, g_key_first);
-  EXPECT_GT(g_key_second, 0);
+  EXPECT_GE(g_key_second, 3);
   for (unsigned i = 0; i < arr->count; ++i) {
     EXPECT_EQ((int)i, darray_bin_search(arr, arr->count, arr->items[i], comp));
   }
@@ -196,19 +185,6 @@ TEST(DynamicArray, ComparatorsUniqAndForeach) {
     EXPECT_EQ(a[2], state.calls);
   }
   darray_destroy(runs);
-
-  // The first of each run survives and the others are released.
-  g_released = 0;
-  _DArray* owned = darray_create(release_counted, true);
-  void* first = malloc(4);
-  darray_append(owned, first);
-  darray_append(owned, malloc(4));
-  darray_append(owned, malloc(4));
-  EXPECT_EQ(RET_OK, darray_uniq(owned, [](u64, u64) { return 0; }));
-  EXPECT_EQ(2, g_released);
-  ASSERT_EQ(1u, owned->count);
-  EXPECT_EQ(first, slot_to_ptr(owned->items[0]));
-  darray_destroy(owned);
 }
 
 // Sort keys live above bit 8, a tag below: comparing keys only makes the
@@ -257,8 +233,9 @@ TEST(DynamicArray, AllSortsOrderRandomInputAndMergeSortIsStable) {
   for (unsigned n : {0, 1, 2, 3, 5, 17, 100, 1000, 5000}) {
     std::vector<u64> input;
     for (unsigned i = 0; i < n; ++i) input.push_back(tagged(rng() % 13, 0) | (u64)i << 40);
-    std::vector<u64> stable = input;
+    std::vector<u64> stable = input, values = input;
     std::stable_sort(stable.begin(), stable.end(), less);
+    std::sort(values.begin(), values.end());
     for (darray_sort_fn fn : {items_bubble_sort, items_quick_sort, items_merge_sort,
                               items_shell_sort}) {
       _DArray* arr = make_array(input);
@@ -269,9 +246,7 @@ TEST(DynamicArray, AllSortsOrderRandomInputAndMergeSortIsStable) {
         EXPECT_EQ(stable, got) << "n=" << n;
       }
       std::sort(got.begin(), got.end());
-      std::vector<u64> want = input;
-      std::sort(want.begin(), want.end());
-      EXPECT_EQ(want, got) << "sort lost or duplicated values, n=" << n;
+      EXPECT_EQ(values, got) << "sort lost or duplicated values, n=" << n;
       darray_destroy(arr);
     }
   }
