@@ -146,7 +146,9 @@ class Corpus {
     if (settings_.keep_root.empty()) remove_dir(root_.c_str());
   }
 
-  // Opens (or creates) both roots. Returns false when the engine refuses.
+  // Opens (or creates) the root and, unless it holds a finished corpus,
+  // registers both indexes. Returns false when the engine refuses (also for
+  // a kept root left unfinished by an interrupted run: remove it).
   bool Open() {
     root_ = settings_.keep_root.empty() ? MakeTempRoot() : settings_.keep_root;
     if (root_.empty() || (!is_dir(root_.c_str()) && make_dir(root_.c_str(), 0755) != 0)) {
