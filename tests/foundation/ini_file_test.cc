@@ -41,9 +41,7 @@ TEST(IniFile, MissingFileLoadsEmptyAndSettingValuesCreatesIt) {
   EXPECT_EQ(0, ini_ctx_section_num(ctx));
   EXPECT_EQ(-1, ini_ctx_section_add_item(ctx, "s", "k", ""));  // new key, empty value
   EXPECT_EQ(1, ini_ctx_section_num(ctx));  // the section was made on the way
-  EXPECT_EQ(1, ini_ctx_section_add_item(ctx, "s", "k", "first"));
   EXPECT_EQ(1, ini_ctx_section_add_item(ctx, "s", "k", "v"));
-  EXPECT_EQ(1, ctx->modified);
   EXPECT_EQ(0, ini_ctx_save(ctx, false));
   EXPECT_EQ("[s]\nk=v\n", ReadFile(path));
   EXPECT_EQ(1, ctx->modified);  // saving does not clear it
