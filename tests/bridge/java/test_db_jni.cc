@@ -1,5 +1,5 @@
 // Native side of the Java bridge tests (class
-// com.orvenco.android.vantrel.search.test.TestDb): the host's own SQLCipher
+// com.orvenco.android.vantrel.search.test.HostApp): the host's own SQLCipher
 // connections, handed to Java as long handles, and direct calls of the
 // bridge's callbacks with rows and capacities chosen by the test.
 #include <jni.h>
@@ -9,20 +9,22 @@
 
 #include <algorithm>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "bridge/host_callbacks.h"
+
+#define KS_HOST_APP(name) Java_com_orvenco_android_vantrel_search_test_HostApp_##name
 
 namespace {
 
 sqlite3* conn_of(jlong handle) { return reinterpret_cast<sqlite3*>(static_cast<intptr_t>(handle)); }
 
-std::string text_of(JNIEnv* env, jstring str) {
+std::string text_of(JNIEnv* env, jobject str) {
   if (str == nullptr) return std::string();
-  const char* chars = env->GetStringUTFChars(str, nullptr);
+  const char* chars = env->GetStringUTFChars(static_cast<jstring>(str), nullptr);
   std::string text(chars != nullptr ? chars : "");
-  if (chars != nullptr) env->ReleaseStringUTFChars(str, chars);
+  if (chars != nullptr) env->ReleaseStringUTFChars(static_cast<jstring>(str), chars);
+  env->DeleteLocalRef(str);
   return text;
 }
 
@@ -32,10 +34,8 @@ extern "C" {
 
 JNIEXPORT jint JNICALL JNI_OnLoad(JavaVM*, void*) { return JNI_VERSION_1_6; }
 
-JNIEXPORT jlong JNICALL Java_com_orvenco_android_vantrel_search_test_TestDb_open(JNIEnv* env,
-                                                                                 jclass,
-                                                                                 jstring path,
-                                                                                 jstring key) {
+// A keyed connection, or 0.
+JNIEXPORT jlong JNICALL KS_HOST_APP(open)(JNIEnv* env, jclass, jstring path, jstring key) {
   sqlite3* conn = nullptr;
   if (sqlite3_open(text_of(env, path).c_str(), &conn) != SQLITE_OK) {
     sqlite3_close(conn);
@@ -48,50 +48,41 @@ JNIEXPORT jlong JNICALL Java_com_orvenco_android_vantrel_search_test_TestDb_open
 }
 
 // The SQLite result code of running `sql`.
-JNIEXPORT jint JNICALL Java_com_orvenco_android_vantrel_search_test_TestDb_exec(JNIEnv* env, jclass,
-                                                                                jlong handle,
-                                                                                jstring sql) {
+JNIEXPORT jint JNICALL KS_HOST_APP(exec)(JNIEnv* env, jclass, jlong handle, jstring sql) {
   return sqlite3_exec(conn_of(handle), text_of(env, sql).c_str(), nullptr, nullptr, nullptr);
 }
 
-JNIEXPORT void JNICALL Java_com_orvenco_android_vantrel_search_test_TestDb_close(JNIEnv*, jclass,
-                                                                                 jlong handle) {
+JNIEXPORT void JNICALL KS_HOST_APP(close)(JNIEnv*, jclass, jlong handle) {
   sqlite3_close(conn_of(handle));
 }
 
 // Runs the data-processing callback once over values held in buffers of the
-// given capacities; the values afterwards go to `out`. The callback's result.
-JNIEXPORT jint JNICALL Java_com_orvenco_android_vantrel_search_test_TestDb_processRow(
-    JNIEnv* env, jclass, jstring name, jobjectArray fields, jobjectArray values,
-    jintArray capacities, jobjectArray out) {
+// given capacities (field names f0, f1, ...); the values afterwards are
+// written back into `values`. The callback's result.
+JNIEXPORT jint JNICALL KS_HOST_APP(processRow)(JNIEnv* env, jclass, jobjectArray values,
+                                               jintArray capacities) {
   const jsize count = env->GetArrayLength(values);
-  std::vector<std::string> field_texts;
-  std::vector<std::vector<char>> buffers;
   std::vector<jint> caps(static_cast<size_t>(count));
   env->GetIntArrayRegion(capacities, 0, count, caps.data());
-  for (jsize i = 0; i < count; ++i) {
-    jstring f = static_cast<jstring>(env->GetObjectArrayElement(fields, i));
-    field_texts.push_back(text_of(env, f));
-    env->DeleteLocalRef(f);
-    jstring v = static_cast<jstring>(env->GetObjectArrayElement(values, i));
-    std::string value = text_of(env, v);
-    env->DeleteLocalRef(v);
-    std::vector<char> buffer(static_cast<size_t>(caps[i]) + 1, '\0');
-    memcpy(buffer.data(), value.data(), std::min(value.size(), static_cast<size_t>(caps[i])));
-    buffers.push_back(std::move(buffer));
-  }
+  std::vector<std::string> fields;
+  std::vector<std::vector<char>> buffers;
   std::vector<const char*> field_ptrs;
   std::vector<char*> value_ptrs;
   for (jsize i = 0; i < count; ++i) {
-    field_ptrs.push_back(field_texts[i].c_str());
+    fields.push_back("f" + std::to_string(i));
+    std::string value = text_of(env, env->GetObjectArrayElement(values, i));
+    buffers.emplace_back(static_cast<size_t>(caps[i]) + 1, '\0');
+    memcpy(buffers[i].data(), value.data(), std::min(value.size(), static_cast<size_t>(caps[i])));
+  }
+  for (jsize i = 0; i < count; ++i) {
+    field_ptrs.push_back(fields[i].c_str());
     value_ptrs.push_back(buffers[i].data());
   }
-  std::string index = text_of(env, name);
-  int result = kestrinSearch::pl_data_proc(index.c_str(), count, field_ptrs.data(),
-                                           value_ptrs.data(), nullptr, caps.data(), nullptr);
+  int result = kestrinSearch::pl_data_proc("idx", count, field_ptrs.data(), value_ptrs.data(),
+                                           nullptr, caps.data(), nullptr);
   for (jsize i = 0; i < count; ++i) {
     jstring v = env->NewStringUTF(buffers[i].data());
-    env->SetObjectArrayElement(out, i, v);
+    env->SetObjectArrayElement(values, i, v);
     env->DeleteLocalRef(v);
   }
   return result;
@@ -99,33 +90,11 @@ JNIEXPORT jint JNICALL Java_com_orvenco_android_vantrel_search_test_TestDb_proce
 
 // Hands `text` to the log callback `times` times within this one native call;
 // the sum of the results.
-JNIEXPORT jint JNICALL Java_com_orvenco_android_vantrel_search_test_TestDb_log(JNIEnv* env, jclass,
-                                                                               jstring text,
-                                                                               jint times) {
+JNIEXPORT jint JNICALL KS_HOST_APP(log)(JNIEnv* env, jclass, jstring text, jint times) {
   std::string line = text_of(env, text);
   int sum = 0;
   for (jint i = 0; i < times; ++i) sum += kestrinSearch::JNILogCallbackFunc(line.c_str());
   return sum;
-}
-
-// Calls the log callback from a thread the VM did not create, attached to the
-// VM as the host would attach it or not at all; the callback's result.
-JNIEXPORT jint JNICALL Java_com_orvenco_android_vantrel_search_test_TestDb_logFromNativeThread(
-    JNIEnv* env, jclass, jstring text, jboolean attach) {
-  JavaVM* vm = nullptr;
-  env->GetJavaVM(&vm);
-  std::string line = text_of(env, text);
-  int result = -2;
-  std::thread worker([&] {
-    JNIEnv* thread_env = nullptr;
-    if (attach && vm->AttachCurrentThread(reinterpret_cast<void**>(&thread_env), nullptr) != 0) {
-      return;
-    }
-    result = kestrinSearch::JNILogCallbackFunc(line.c_str());
-    if (attach) vm->DetachCurrentThread();
-  });
-  worker.join();
-  return result;
 }
 
 }  // extern "C"

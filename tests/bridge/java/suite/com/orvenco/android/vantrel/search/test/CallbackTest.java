@@ -1,5 +1,6 @@
 package com.orvenco.android.vantrel.search.test;
 
+import static com.orvenco.android.vantrel.search.NativeHandler.*;
 import static com.orvenco.android.vantrel.search.test.Harness.check;
 import static com.orvenco.android.vantrel.search.test.Harness.checkEquals;
 
@@ -9,120 +10,122 @@ import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.List;
 import java.util.concurrent.CopyOnWriteArrayList;
+import java.util.concurrent.atomic.AtomicBoolean;
+import java.util.concurrent.atomic.AtomicInteger;
 
-/** The two host callbacks, called directly with lines and rows chosen by the test. */
+/** The two host callbacks: called directly with chosen lines and rows, and from many threads. */
 final class CallbackTest {
     private CallbackTest() {}
 
     static void logLines(Path dir) {
         List<String> lines = new CopyOnWriteArrayList<>();
         SearchImpl.setLogSink(lines::add);
-        try {
-            checkEquals(0, TestDb.log("plain line \n", 1), "result");
-            checkEquals(List.of("plain line \n"), lines, "line as given");
-
-            lines.clear();
-            checkEquals(0, TestDb.log("x".repeat(2000), 1), "long line");
-            checkEquals("x".repeat(1023), lines.get(0), "cut at 1023 bytes");
-
-            // The cut falls inside a three-byte character: the piece left is one
-            // replacement character, not bytes Java cannot read.
-            lines.clear();
-            TestDb.log("a" + "中".repeat(700), 1);
-            checkEquals("a" + "中".repeat(340) + "\uFFFD", lines.get(0), "cut inside a character");
-            // Characters beyond U+FFFF arrive as one code point, NUL-free text intact.
-            lines.clear();
-            TestDb.log("emoji \uD83D\uDE00 end", 1);
-            checkEquals("emoji \uD83D\uDE00 end", lines.get(0), "supplementary character");
-
-            // A thread the host attached reaches the host class through the
-            // lookup made at load; an unattached one is refused.
-            lines.clear();
-            checkEquals(0, TestDb.logFromNativeThread("from a native thread", true), "attached");
-            checkEquals(List.of("from a native thread"), lines, "attached thread's line");
-            checkEquals(-1, TestDb.logFromNativeThread("dropped", false), "not attached");
-            checkEquals(1, lines.size(), "unattached line dropped");
-
-            // A sink that throws does not leave the exception pending in native code.
-            SearchImpl.setLogSink(line -> {
-                throw new IllegalStateException("sink failed");
-            });
-            checkEquals(0, TestDb.log("boom", 3), "throwing sink");
-        } finally {
-            SearchImpl.setLogSink(null);
-        }
+        checkEquals(0, HostApp.log("plain line \n", 1), "result");
+        HostApp.log("x".repeat(2000), 1);
+        // A cut inside a three-byte character leaves one replacement character,
+        // not bytes Java cannot read; characters beyond U+FFFF arrive whole.
+        HostApp.log("a" + "中".repeat(700), 1);
+        HostApp.log("emoji \uD83D\uDE00 end", 1);
+        checkEquals(List.of("plain line \n", "x".repeat(1023), "a" + "中".repeat(340) + "\uFFFD",
+                "emoji \uD83D\uDE00 end"), lines, "lines");
+        // A sink that throws does not leave the exception pending in native code.
+        SearchImpl.setLogSink(line -> {
+            throw new IllegalStateException("sink failed");
+        });
+        checkEquals(0, HostApp.log("boom", 3), "throwing sink");
     }
 
-    private static String[] processRow(String[] values, int[] capacities) {
-        String[] fields = new String[values.length];
-        for (int i = 0; i < fields.length; i++) {
-            fields[i] = "f" + i;
-        }
-        String[] out = new String[values.length];
-        checkEquals(0, TestDb.processRow("idx", fields, values, capacities, out), "proc result");
-        return out;
+    /** The row after the processor replied `reply` to it. */
+    private static List<String> process(String[] reply, int[] caps, String... values) {
+        String seen = "idx|" + values.length + "|" + String.join(",", values);
+        SearchImpl.setDataProcessor("idx", (name, count, fields, in) -> {
+            checkEquals(seen, name + "|" + count + "|" + String.join(",", in), "row seen");
+            checkEquals("f1", fields[1], "field names");
+            return reply;
+        });
+        checkEquals(0, HostApp.processRow(values, caps), "proc result");
+        return Arrays.asList(values);
     }
 
     static void dataProcessing(Path dir) {
-        List<String> calls = new ArrayList<>();
-        String[][] reply = new String[1][];
+        int[] caps = {5, 5, 5};
+        checkEquals(List.of("xxxxx", "", "yy"),
+                process(new String[] {"xxxxx", null, "yy"}, caps, "1", "2", "3"),
+                "rewritten, null empties");
+        // One byte over the capacity: that value and every later one stay.
+        checkEquals(List.of("ok", "2", "3"),
+                process(new String[] {"ok", "123456", "zz"}, caps, "1", "2", "3"),
+                "over capacity");
+        // Capacities count bytes: 张三 is six.
+        checkEquals(List.of("张三", "b"),
+                process(new String[] {"张三", "张三"}, new int[] {6, 5}, "a", "b"), "bytes");
+        // A shorter reply ends the copying where it ends; no reply changes nothing.
+        checkEquals(List.of("p", "b"), process(new String[] {"p"}, caps, "a", "b"), "short");
+        checkEquals(List.of("a", "b"), process(null, caps, "a", "b"), "null reply");
         SearchImpl.setDataProcessor("idx", (name, count, fields, values) -> {
-            calls.add(name + "|" + count + "|" + String.join(",", fields) + "|"
-                    + String.join(",", values));
-            return reply[0];
+            throw new IllegalStateException("processor failed");
         });
-        try {
-            int[] caps = {5, 5, 5};
-            reply[0] = new String[] {"xxxxx", null, "yy"};
-            checkEquals(Arrays.asList("xxxxx", "", "yy"),
-                    Arrays.asList(processRow(new String[] {"1", "2", "3"}, caps)),
-                    "rewritten, null empties");
-            checkEquals(List.of("idx|3|f0,f1,f2|1,2,3"), calls, "host saw the row");
+        String[] row = {"a", "b"};
+        checkEquals(0, HostApp.processRow(row, caps), "throwing processor");
+        checkEquals(List.of("a", "b"), Arrays.asList(row), "throwing processor");
+        // A wide row: every element reference is released as it is used.
+        String[] wide = new String[300];
+        String[] upper = new String[300];
+        int[] wideCaps = new int[300];
+        for (int i = 0; i < wide.length; i++) {
+            wide[i] = "v" + i;
+            upper[i] = "V" + i;
+            wideCaps[i] = 8;
+        }
+        checkEquals(Arrays.asList(upper), process(upper, wideCaps, wide), "wide row");
+    }
 
-            // One byte over the capacity: that value and every later one stay.
-            reply[0] = new String[] {"ok", "123456", "zz"};
-            checkEquals(Arrays.asList("ok", "2", "3"),
-                    Arrays.asList(processRow(new String[] {"1", "2", "3"}, caps)),
-                    "over capacity");
-            // Capacities count bytes: 张三 is six.
-            reply[0] = new String[] {"张三", "张三"};
-            checkEquals(Arrays.asList("张三", "b"),
-                    Arrays.asList(processRow(new String[] {"a", "b"}, new int[] {6, 5})),
-                    "bytes, not characters");
-            // A shorter reply ends the copying where it ends.
-            reply[0] = new String[] {"p"};
-            checkEquals(Arrays.asList("p", "b"),
-                    Arrays.asList(processRow(new String[] {"a", "b"}, caps)), "short reply");
-            // No reply, or a processor that throws, changes nothing.
-            reply[0] = null;
-            checkEquals(Arrays.asList("a", "b"),
-                    Arrays.asList(processRow(new String[] {"a", "b"}, caps)), "null reply");
-            SearchImpl.setDataProcessor("idx", (name, count, fields, values) -> {
-                throw new IllegalStateException("processor failed");
-            });
-            checkEquals(Arrays.asList("a", "b"),
-                    Arrays.asList(processRow(new String[] {"a", "b"}, caps)), "throwing processor");
-
-            // A wide row: every element reference is released as it is used.
-            SearchImpl.setDataProcessor("idx", (name, count, fields, values) -> {
-                String[] out = new String[count];
-                for (int i = 0; i < count; i++) {
-                    out[i] = values[i].toUpperCase();
+    /** Hooked writes, searches and log lines on several Java threads at once. */
+    static void severalThreads(Path dir) {
+        final int rows = 300;
+        AtomicInteger processed = new AtomicInteger();
+        AtomicInteger logged = new AtomicInteger();
+        SearchImpl.setLogSink(line -> logged.incrementAndGet());
+        SearchImpl.setDataProcessor(HostApp.INDEX, (name, count, fields, values) -> {
+            processed.incrementAndGet();
+            return new String[] {values[0], values[1] + " tagged"};
+        });
+        try (HostApp app = new HostApp(dir)) {
+            app.startEngine();
+            checkEquals(0, native_set_log_callback(), "log callback");
+            checkEquals(0, native_set_index_dataFunc(HostApp.INDEX), "data func");
+            checkEquals(0, native_hook_db(HostApp.DB, app.conn), "hook");
+            AtomicBoolean writing = new AtomicBoolean(true);
+            List<Runnable> jobs = new ArrayList<>();
+            for (int r = 0; r < 3; r++) {
+                jobs.add(() -> {
+                    // Rows only ever get added: a later search never finds fewer.
+                    for (int last = 0, found; writing.get(); last = found) {
+                        found = app.find("zhangsan").size();
+                        check(found >= last, "found " + found + " after " + last);
+                    }
+                });
+                jobs.add(() -> {
+                    for (int i = 0; i < 200; i++) {
+                        checkEquals(0, HostApp.log("line " + i, 1), "log result");
+                    }
+                });
+            }
+            // The writer starts last, so readers and loggers are running while it writes.
+            jobs.add(() -> {
+                try {
+                    for (int i = 0; i < rows; i++) {
+                        app.insert("r" + i, "张三", "row" + i);
+                    }
+                } finally {
+                    writing.set(false);
                 }
-                return out;
             });
-            String[] wide = new String[300];
-            int[] wideCaps = new int[300];
-            for (int i = 0; i < wide.length; i++) {
-                wide[i] = "v" + i;
-                wideCaps[i] = 8;
-            }
-            String[] out = processRow(wide, wideCaps);
-            for (int i = 0; i < wide.length; i++) {
-                checkEquals("V" + i, out[i], "wide row value " + i);
-            }
-        } finally {
-            SearchImpl.setDataProcessor("idx", null);
+            Harness.inParallel(jobs);
+            checkEquals(rows, processed.get(), "every hooked row processed");
+            check(logged.get() >= 600, "every log line delivered: " + logged.get());
+            checkEquals(rows, app.find("zhangsan").size(), "every row indexed");
+            checkEquals(rows, app.find("tagged").size(), "processed values indexed");
         }
     }
 }

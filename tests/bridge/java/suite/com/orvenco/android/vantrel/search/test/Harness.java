@@ -1,15 +1,18 @@
 package com.orvenco.android.vantrel.search.test;
 
 import com.orvenco.android.vantrel.search.NativeHandler;
-import java.io.IOException;
 import java.lang.reflect.InvocationTargetException;
 import java.lang.reflect.Method;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.Comparator;
+import java.util.List;
 import java.util.Objects;
 import java.util.Set;
 import java.util.TreeSet;
+import java.util.concurrent.CompletableFuture;
+import java.util.concurrent.ExecutorService;
+import java.util.concurrent.Executors;
 import java.util.regex.Matcher;
 import java.util.regex.Pattern;
 import java.util.stream.Stream;
@@ -22,10 +25,6 @@ public final class Harness {
     private Harness() {}
 
     public static void main(String[] args) throws Exception {
-        if (args.length != 1 || !args[0].contains(".")) {
-            System.err.println("usage: Harness <TestClass>.<method>");
-            System.exit(2);
-        }
         String[] parts = args[0].split("\\.", 2);
         Class<?> cls = Class.forName(Harness.class.getPackageName() + "." + parts[0]);
         Method method = cls.getDeclaredMethod(parts[1], Path.class);
@@ -38,7 +37,9 @@ public final class Harness {
             System.exit(1);
         } finally {
             NativeHandler.native_release_engine();
-            deleteTree(dir);
+            try (Stream<Path> paths = Files.walk(dir)) {
+                paths.sorted(Comparator.reverseOrder()).forEach(p -> p.toFile().delete());
+            }
         }
         System.out.println("passed: " + args[0]);
     }
@@ -55,34 +56,38 @@ public final class Harness {
         }
     }
 
+    /** Every result equals `expected`; a failure names the first one that does not. */
+    static void checkAll(Object expected, String what, Object... results) {
+        for (int i = 0; i < results.length; i++) {
+            checkEquals(expected, results[i], what + " #" + i);
+        }
+    }
+
+    /** Runs the jobs on threads of their own at once; rethrows the first failure. */
+    static void inParallel(List<Runnable> jobs) {
+        ExecutorService pool = Executors.newFixedThreadPool(jobs.size());
+        try {
+            CompletableFuture.allOf(jobs.stream().map(job -> CompletableFuture.runAsync(job, pool))
+                    .toArray(CompletableFuture[]::new)).join();
+        } finally {
+            pool.shutdown();
+        }
+    }
+
     private static final Pattern PKEY_ARR = Pattern.compile("\"pkey_arr\":\\[([^\\]]*)\\]");
     private static final Pattern QUOTED = Pattern.compile("\"([^\"]*)\"");
 
     /** The primary keys of every table result of a JSON result text (none for null). */
     static Set<String> pkeys(String json) {
         Set<String> keys = new TreeSet<>();
-        if (json == null) {
-            return keys;
-        }
-        Matcher arrays = PKEY_ARR.matcher(json);
+        Matcher arrays = PKEY_ARR.matcher(json == null ? "" : json);
         while (arrays.find()) {
-            Matcher quoted = QUOTED.matcher(arrays.group(1));
-            while (quoted.find()) {
-                keys.add(quoted.group(1));
-            }
+            QUOTED.matcher(arrays.group(1)).results().forEach(m -> keys.add(m.group(1)));
         }
         return keys;
     }
 
     static Set<String> keys(String... keys) {
         return new TreeSet<>(Set.of(keys));
-    }
-
-    private static void deleteTree(Path dir) throws IOException {
-        try (Stream<Path> paths = Files.walk(dir)) {
-            for (Path p : (Iterable<Path>) paths.sorted(Comparator.reverseOrder())::iterator) {
-                Files.deleteIfExists(p);
-            }
-        }
     }
 }
