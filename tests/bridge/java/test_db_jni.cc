@@ -32,6 +32,8 @@ std::string text_of(JNIEnv* env, jobject str) {
 
 extern "C" {
 
+// Our own, so that the lookup at load does not find the engine's through the
+// library this one links against and run it a second time.
 JNIEXPORT jint JNICALL JNI_OnLoad(JavaVM*, void*) { return JNI_VERSION_1_6; }
 
 // A keyed connection, or 0.
@@ -64,17 +66,15 @@ JNIEXPORT jint JNICALL KS_HOST_APP(processRow)(JNIEnv* env, jclass, jobjectArray
   const jsize count = env->GetArrayLength(values);
   std::vector<jint> caps(static_cast<size_t>(count));
   env->GetIntArrayRegion(capacities, 0, count, caps.data());
-  std::vector<std::string> fields;
-  std::vector<std::vector<char>> buffers;
+  std::vector<std::string> fields(static_cast<size_t>(count));
+  std::vector<std::vector<char>> buffers(static_cast<size_t>(count));
   std::vector<const char*> field_ptrs;
   std::vector<char*> value_ptrs;
   for (jsize i = 0; i < count; ++i) {
-    fields.push_back("f" + std::to_string(i));
+    fields[i] = "f" + std::to_string(i);
     std::string value = text_of(env, env->GetObjectArrayElement(values, i));
-    buffers.emplace_back(static_cast<size_t>(caps[i]) + 1, '\0');
+    buffers[i].assign(static_cast<size_t>(caps[i]) + 1, '\0');
     memcpy(buffers[i].data(), value.data(), std::min(value.size(), static_cast<size_t>(caps[i])));
-  }
-  for (jsize i = 0; i < count; ++i) {
     field_ptrs.push_back(fields[i].c_str());
     value_ptrs.push_back(buffers[i].data());
   }

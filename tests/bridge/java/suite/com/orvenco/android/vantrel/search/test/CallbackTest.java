@@ -1,6 +1,5 @@
 package com.orvenco.android.vantrel.search.test;
 
-import static com.orvenco.android.vantrel.search.NativeHandler.*;
 import static com.orvenco.android.vantrel.search.test.Harness.check;
 import static com.orvenco.android.vantrel.search.test.Harness.checkEquals;
 
@@ -12,6 +11,7 @@ import java.util.List;
 import java.util.concurrent.CopyOnWriteArrayList;
 import java.util.concurrent.atomic.AtomicBoolean;
 import java.util.concurrent.atomic.AtomicInteger;
+import java.util.stream.IntStream;
 
 /** The two host callbacks: called directly with chosen lines and rows, and from many threads. */
 final class CallbackTest {
@@ -69,14 +69,9 @@ final class CallbackTest {
         checkEquals(0, HostApp.processRow(row, caps), "throwing processor");
         checkEquals(List.of("a", "b"), Arrays.asList(row), "throwing processor");
         // A wide row: every element reference is released as it is used.
-        String[] wide = new String[300];
-        String[] upper = new String[300];
-        int[] wideCaps = new int[300];
-        for (int i = 0; i < wide.length; i++) {
-            wide[i] = "v" + i;
-            upper[i] = "V" + i;
-            wideCaps[i] = 8;
-        }
+        String[] wide = IntStream.range(0, 300).mapToObj(i -> "v" + i).toArray(String[]::new);
+        String[] upper = Arrays.stream(wide).map(String::toUpperCase).toArray(String[]::new);
+        int[] wideCaps = IntStream.range(0, 300).map(i -> 8).toArray();
         checkEquals(Arrays.asList(upper), process(upper, wideCaps, wide), "wide row");
     }
 
@@ -91,10 +86,7 @@ final class CallbackTest {
             return new String[] {values[0], values[1] + " tagged"};
         });
         try (HostApp app = new HostApp(dir)) {
-            app.startEngine();
-            checkEquals(0, native_set_log_callback(), "log callback");
-            checkEquals(0, native_set_index_dataFunc(HostApp.INDEX), "data func");
-            checkEquals(0, native_hook_db(HostApp.DB, app.conn), "hook");
+            app.startHooked();
             AtomicBoolean writing = new AtomicBoolean(true);
             List<Runnable> jobs = new ArrayList<>();
             for (int r = 0; r < 3; r++) {

@@ -3,12 +3,12 @@ package com.orvenco.android.vantrel.search.test;
 import static com.orvenco.android.vantrel.search.NativeHandler.*;
 import static com.orvenco.android.vantrel.search.test.Harness.check;
 import static com.orvenco.android.vantrel.search.test.Harness.checkEquals;
-import static com.orvenco.android.vantrel.search.test.Harness.keys;
 
 import com.orvenco.android.vantrel.search.SearchImpl;
 import com.orvenco.android.vantrel.search.Utils;
 import java.nio.file.Path;
 import java.util.List;
+import java.util.Set;
 import java.util.concurrent.CopyOnWriteArrayList;
 import java.util.zip.CRC32;
 
@@ -42,22 +42,22 @@ final class EndToEndTest {
 
             check(app.scanAll() >= 64, "every row scanned");
             check(notesSeen.contains("smile \uD83D\uDE00"), "supplementary character intact");
-            checkEquals(keys("c3"), app.find("hidden"), "processed value indexed");
-            checkEquals(keys(), app.find("secret"), "original value not indexed");
+            checkEquals(Set.of("c3"), app.find("hidden"), "processed value indexed");
+            checkEquals(Set.of(), app.find("secret"), "original value not indexed");
 
             // Rows the application writes afterwards arrive through the hook.
             checkEquals(0, native_hook_db(HostApp.DB, app.conn), "hook");
             app.insert("c4", "张伟", "secret hooked row");
-            checkEquals(keys("c3", "c4"), app.find("hidden"), "hooked row processed");
+            checkEquals(Set.of("c3", "c4"), app.find("hidden"), "hooked row processed");
 
             String json = native_search(HostApp.INDEX, null, "张三", 0, 1000, false);
             check(json != null && json.startsWith("{\"all_result\":[{\"table_name\":\"contact\""),
                     "JSON result: " + json);
-            checkEquals(keys("c1"), Harness.pkeys(json), "Chinese");
-            checkEquals(keys("c1"), app.find("zhangsan"), "full pinyin");
-            checkEquals(keys("c1"), app.find("zs"), "initials");
-            checkEquals(keys("c1"), app.find("KESTR"), "Latin prefix");
-            checkEquals(keys("c4"), app.find("zhangwei"), "hooked row by pinyin");
+            checkEquals(Set.of("c1"), Harness.pkeys(json), "Chinese");
+            checkEquals(Set.of("c1"), app.find("zhangsan"), "full pinyin");
+            checkEquals(Set.of("c1"), app.find("zs"), "initials");
+            checkEquals(Set.of("c1"), app.find("KESTR"), "Latin prefix");
+            checkEquals(Set.of("c4"), app.find("zhangwei"), "hooked row by pinyin");
             checkEquals(60, app.find("赵六").size(), "filler rows");
 
             checkEquals("我和<red>张三</red>丰说",
@@ -68,11 +68,11 @@ final class EndToEndTest {
             checkEquals("zhang", Utils.native_convert_pinyin("张", 3), "pinyin");
 
             checkEquals(0, native_del_doc(HostApp.INDEX, HostApp.DB, HostApp.TABLE, "c1"), "del");
-            checkEquals(keys(), app.find("张三"), "deleted document");
+            checkEquals(Set.of(), app.find("张三"), "deleted document");
             checkEquals(0, native_del_doc(HostApp.INDEX, HostApp.DB, HostApp.TABLE, ""), "clear");
-            checkEquals(keys(), app.find("赵六"), "cleared table");
+            checkEquals(Set.of(), app.find("赵六"), "cleared table");
             app.insert("c5", "孙八", "after the clear");
-            checkEquals(keys("c5"), Harness.pkeys(
+            checkEquals(Set.of("c5"), Harness.pkeys(
                     native_get_table_record(HostApp.INDEX, HostApp.DB, HostApp.TABLE)),
                     "table record");
 
@@ -81,17 +81,19 @@ final class EndToEndTest {
             check(native_get_del_num("default") > 60, "deleted documents counted");
             native_ellipse_index("default", true);
             checkEquals(0, native_get_del_num("default"), "compaction purged them");
-            checkEquals(keys("c5"), app.find("sunba"), "still searchable after compaction");
+            checkEquals(Set.of("c5"), app.find("sunba"), "still searchable after compaction");
 
             native_release_engine();
             checkEquals(null, native_search(HostApp.INDEX, null, "孙八", 0, 9, false), "no engine");
             // The configuration brings the table back without add_index_for_table.
+            // A second start replaces the engine of the first.
             checkEquals(0, native_init_engine(app.root, 0), "init again");
-            checkEquals(keys("c5"), app.find("孙八"), "saved documents");
+            checkEquals(0, native_init_engine(app.root, 0), "init once more");
+            checkEquals(Set.of("c5"), app.find("孙八"), "saved documents");
             checkEquals(0, native_addDB(HostApp.DB, app.dbPath, HostApp.KEY, false), "addDB");
             checkEquals(0, native_hook_db(HostApp.DB, app.conn), "hook again");
             app.insert("c7", "吴十", "after the restart");
-            checkEquals(keys("c7"), app.find("wushi"), "table watched again");
+            checkEquals(Set.of("c7"), app.find("wushi"), "table watched again");
 
             checkEquals("0.1.0", native_index_version(), "version");
             checkEquals(20, native_base_weight(), "base weight");

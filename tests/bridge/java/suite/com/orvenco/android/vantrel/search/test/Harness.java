@@ -66,12 +66,9 @@ public final class Harness {
     /** Runs the jobs on threads of their own at once; rethrows the first failure. */
     static void inParallel(List<Runnable> jobs) {
         ExecutorService pool = Executors.newFixedThreadPool(jobs.size());
-        try {
-            CompletableFuture.allOf(jobs.stream().map(job -> CompletableFuture.runAsync(job, pool))
-                    .toArray(CompletableFuture[]::new)).join();
-        } finally {
-            pool.shutdown();
-        }
+        CompletableFuture.allOf(jobs.stream().map(job -> CompletableFuture.runAsync(job, pool))
+                .toArray(CompletableFuture[]::new)).join();
+        pool.shutdown();
     }
 
     private static final Pattern PKEY_ARR = Pattern.compile("\"pkey_arr\":\\[([^\\]]*)\\]");
@@ -85,9 +82,5 @@ public final class Harness {
             QUOTED.matcher(arrays.group(1)).results().forEach(m -> keys.add(m.group(1)));
         }
         return keys;
-    }
-
-    static Set<String> keys(String... keys) {
-        return new TreeSet<>(Set.of(keys));
     }
 }

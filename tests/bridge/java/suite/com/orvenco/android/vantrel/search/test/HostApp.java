@@ -51,6 +51,14 @@ final class HostApp implements AutoCloseable {
                 "name", "", "", null), "add index");
     }
 
+    /** Starts the engine with the log and data-processing callbacks and the hook on conn. */
+    void startHooked() {
+        startEngine();
+        checkEquals(0, native_set_log_callback(), "log callback");
+        checkEquals(0, native_set_index_dataFunc(INDEX), "data func");
+        checkEquals(0, native_hook_db(DB, conn), "hook");
+    }
+
     void exec(String sql) {
         checkEquals(0, exec(conn, sql), "SQLite code for " + sql);
     }
