@@ -62,14 +62,12 @@ TEST(AdapterConcurrency, WriterAndScannerOnTheSameTable) {
   for (int n = 0; n < kWrites || (!scan_done && n < 100 * kWrites); ++n) {
     writes_during_scan += !scan_done;
     std::vector<int> eligible(live.begin(), live.lower_bound(progress));
-    int choice = static_cast<int>(rng() % 3);
-    if (choice == 0 || eligible.empty()) {
-      writer.Exec(Insert(next_rowid));
-      live.insert(next_rowid++);
-      continue;
-    }
-    const int r = eligible[rng() % eligible.size()];
-    if (choice == 1) {
+    const int choice = eligible.empty() ? 0 : static_cast<int>(rng() % 3);
+    const int r = choice == 0 ? next_rowid++ : eligible[rng() % eligible.size()];
+    if (choice == 0) {
+      writer.Exec(Insert(r));
+      live.insert(r);
+    } else if (choice == 1) {
       writer.Exec("UPDATE msgs SET body='" + Word(r) + " pv" + static_cast<char>('a' + n % 26) +
                   "' WHERE rowid=" + std::to_string(r));
     } else {
