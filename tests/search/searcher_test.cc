@@ -7,6 +7,7 @@
 #include <thread>
 #include <vector>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "search/group_searcher.h"
@@ -18,6 +19,10 @@
 
 namespace mobile_search {
 namespace {
+
+using ::testing::AllOf;
+using ::testing::HasSubstr;
+using ::testing::Not;
 
 const char kIndex[] = "chat";
 const char kDb[] = "main.db";
@@ -128,9 +133,6 @@ TEST_F(SearcherTest, ChineseQueryRanksNameHitsFirstAndGroupsHitsPerTable) {
                                               {"m2", 1, 1, 80, "default"}}),
                      TableJson("contact", 1, {{"c1", 2, 0, 133, "default"}})}),
             Search("张三"));
-  // The same through the query-string form.
-  EXPECT_EQ(Search("张三"),
-            Take(searcher_.doSearch("index_name=chat&query=张三")));
   // Rows found through text terms alone (the long-text tokens hold no
   // three-character term) follow the name hits newest first, not by weight.
   ASSERT_EQ(0, Add("message", "m5", "", "张三丰来"));
@@ -141,27 +143,24 @@ TEST_F(SearcherTest, ChineseQueryRanksNameHitsFirstAndGroupsHitsPerTable) {
             Search("张三丰"));
 }
 
-TEST_F(SearcherTest, PinyinInitialsAndLatinQueries) {
+TEST_F(SearcherTest, PinyinInitialsLatinNoTokenAndProfileFields) {
   AddBasicDocs();
-  EXPECT_EQ(AllJson({TableJson("message", 1, {{"m1", 0, 0, 140, "default"}}),
-                     TableJson("contact", 1, {{"c1", 2, 0, 93, "default"}})}),
-            Search("zhangsan"));
-  EXPECT_EQ(AllJson({TableJson("message", 1, {{"m1", 0, 0, 40, "default"}}),
-                     TableJson("contact", 1, {{"c1", 2, 0, 33, "default"}})}),
-            Search("ZhangS"));
-  EXPECT_EQ(AllJson({TableJson("message", 1, {{"m1", 0, 0, 80, "default"}}),
-                     TableJson("contact", 1, {{"c1", 2, 0, 33, "default"}})}),
-            Search("zs"));
-  // A prefix of a word of the text field; matching ignores case.
+  // Full pinyin, a pinyin prefix (case ignored) and initials hit the names.
+  const struct { const char* query; int m1, c1; } name_hits[] = {
+      {"zhangsan", 140, 93}, {"ZhangS", 40, 33}, {"zs", 80, 33}};
+  for (const auto& c : name_hits) {
+    EXPECT_EQ(AllJson({TableJson("message", 1, {{"m1", 0, 0, c.m1, "default"}}),
+                       TableJson("contact", 1, {{"c1", 2, 0, c.c1, "default"}})}),
+              Search(c.query))
+        << c.query;
+  }
   EXPECT_EQ(AllJson({TableJson("message", 1, {{"m1", 0, 1, 125, "default"}})}),
             Search("HEL"));
-  // No-token fields match whole words only, as stored.
+  // No-token fields match whole words only; profile fields are stored, never
+  // searched; one absent term empties the search.
   EXPECT_EQ(AllJson({TableJson("contact", 1, {{"c1", 2, 2, 80, "default"}})}),
             Search("vip"));
-  EXPECT_EQ("<null>", Search("vi"));
-  // Profile fields are stored, never searched; absent terms find nothing.
-  EXPECT_EQ("<null>", Search("e1"));
-  EXPECT_EQ("<null>", Search("张三 zzzz"));
+  for (const char* q : {"vi", "e1", "张三 zzzz"}) EXPECT_EQ("<null>", Search(q)) << q;
 }
 
 TEST_F(SearcherTest, FieldRestrictions) {
@@ -173,32 +172,27 @@ TEST_F(SearcherTest, FieldRestrictions) {
             Search("张三", "name"));
   EXPECT_EQ(Search("张三", "name"),
             Take(searcher_.doSearch("index_name=chat&field_name=name&query=张三")));
-  // Several fields, each hit in one of them: m3's name posting is dropped,
-  // so it ranks by its text posting.
-  EXPECT_EQ(AllJson({TableJson("message", 1, {{"m3", 3, 1, 166, "default"}}),
-                     TableJson("contact", 1, {{"c1", 2, 2, 80, "default"}})}),
-            MoreFields({"content", "tag"}, "vip"));
-  // Only the text field: the text terms of the query must all be there.
-  const std::string content_only = Search("张三", "content");
-  EXPECT_NE(std::string::npos, content_only.find("\"pkey_arr\":[\"m2\"],\"offset_arr\":[1],\"field_id_arr\":[1]"))
-      << content_only;
-  EXPECT_EQ(std::string::npos, content_only.find("contact"));
-  // All fields: the name posting of m3 wins.
+  EXPECT_THAT(Search("张三", "content"),
+              AllOf(HasSubstr("\"pkey_arr\":[\"m2\"],\"offset_arr\":[1],\"field_id_arr\":[1]"),
+                    Not(HasSubstr("contact"))));
+  // All fields: the name posting of m3 wins. Several fields, each hit in one
+  // of them: m3's name posting is dropped, so it ranks by its text posting.
   EXPECT_EQ(AllJson({TableJson("message", 1, {{"m3", 3, 0, 180, "default"}}),
                      TableJson("contact", 1, {{"c1", 2, 2, 80, "default"}})}),
             Search("vip"));
+  EXPECT_EQ(AllJson({TableJson("message", 1, {{"m3", 3, 1, 166, "default"}}),
+                     TableJson("contact", 1, {{"c1", 2, 2, 80, "default"}})}),
+            MoreFields({"content", "tag"}, "vip"));
   // A row holding the term in both listed fields is ranked by the field
   // listed first: the text posting (167) or the tag posting (80). Hits
   // found through text terms alone keep the newest document first.
   ASSERT_EQ(0, Add("message", "m4", "", "VIP club", "VIP"));
-  EXPECT_NE(std::string::npos,
-            MoreFields({"content", "tag"}, "vip").find("\"pkey_arr\":[\"m4\",\"m3\"],"
-                                                   "\"offset_arr\":[4,3],\"field_id_arr\":[1,1],"
-                                                   "\"weight_arr\":[167,166]"));
-  EXPECT_NE(std::string::npos,
-            MoreFields({"tag", "content"}, "vip").find("\"pkey_arr\":[\"m4\",\"m3\"],"
-                                                   "\"offset_arr\":[4,3],\"field_id_arr\":[2,1],"
-                                                   "\"weight_arr\":[80,166]"));
+  EXPECT_THAT(MoreFields({"content", "tag"}, "vip"),
+              HasSubstr("\"pkey_arr\":[\"m4\",\"m3\"],\"offset_arr\":[4,3],"
+                        "\"field_id_arr\":[1,1],\"weight_arr\":[167,166]"));
+  EXPECT_THAT(MoreFields({"tag", "content"}, "vip"),
+              HasSubstr("\"pkey_arr\":[\"m4\",\"m3\"],\"offset_arr\":[4,3],"
+                        "\"field_id_arr\":[2,1],\"weight_arr\":[80,166]"));
 }
 
 TEST_F(SearcherTest, OneSearchOverSeveralIndexesPagesEachIndexOnItsOwn) {
@@ -226,10 +220,9 @@ TEST_F(SearcherTest, PagingRunsOverRankedHitsOfAllTables) {
   // characters. Even ranks in message, odd ranks in contact.
   const int lengths[] = {5, 6, 7, 8, 9, 10, 11, 12, 13, 15};
   for (int i = 0; i < 10; ++i) {
-    const std::string content = "apple " + std::string(lengths[i] - 6 < 0 ? 0 : lengths[i] - 6, 'x');
-    const std::string text = lengths[i] == 5 ? "apple" : content;
-    const std::string key = "k" + std::to_string(i);
-    ASSERT_EQ(0, Add(i % 2 ? "contact" : "message", key.c_str(), "", text.c_str()));
+    const std::string text = ("apple " + std::string(lengths[i], 'x')).substr(0, lengths[i]);
+    ASSERT_EQ(0, Add(i % 2 ? "contact" : "message", ("k" + std::to_string(i)).c_str(), "",
+                     text.c_str()));
   }
   // Base weights 20,16,14,12,11,10,9,8,7,6 plus 160 for a first whole word.
   // start 2, num 3: ranks 3 to 5 (k2, k3, k4); found counts include all.
@@ -239,16 +232,14 @@ TEST_F(SearcherTest, PagingRunsOverRankedHitsOfAllTables) {
             Search("apple", nullptr, 2, 3));
   EXPECT_EQ(Search("apple", nullptr, 2, 3),
             Take(searcher_.doSearch("num=3&index_name=chat&query=apple&start=2")));
-  // Beyond the last hit nothing is returned.
-  EXPECT_EQ("<null>", Search("apple", nullptr, 10, 5));
+  EXPECT_EQ("<null>", Search("apple", nullptr, 10, 5));  // beyond the last hit
   // Without start and num: the first ten.
-  const std::string all = Take(searcher_.doSearch("index_name=chat&query=apple"));
-  EXPECT_NE(std::string::npos, all.find("\"docs_found\":5,\"docs_return\":5"));
+  EXPECT_THAT(Take(searcher_.doSearch("index_name=chat&query=apple")),
+              HasSubstr("\"docs_found\":5,\"docs_return\":5"));
 }
 
 TEST_F(SearcherTest, DeletesRevivalsAndUnchangedRows) {
   AddBasicDocs();
-  EXPECT_EQ(3u, DocCount());
   // The same content again changes nothing.
   EXPECT_EQ(0, Add("message", "m1", "张三", "hello kitty", "work", "e1"));
   EXPECT_EQ(3u, DocCount());
@@ -263,32 +254,30 @@ TEST_F(SearcherTest, DeletesRevivalsAndUnchangedRows) {
   EXPECT_EQ(0, Add("message", "m1", "张三", "hello kitty", "work", "e1"));
   EXPECT_EQ(3u, DocCount());
   EXPECT_EQ(0, searcher_.getDelNum("default"));
-  EXPECT_NE(std::string::npos, Search("张三").find("\"pkey_arr\":[\"m1\",\"m2\"],\"offset_arr\":[0,1]"));
+  EXPECT_THAT(Search("张三"), HasSubstr("\"pkey_arr\":[\"m1\",\"m2\"],\"offset_arr\":[0,1]"));
 
   // Changed content: a new id, the old one deleted and never returned.
   EXPECT_EQ(0, Add("message", "m1", "李四", "hello kitty", "work", "e1"));
   EXPECT_EQ(4u, DocCount());
-  EXPECT_EQ(std::string::npos, Search("张三").find("\"m1\""));
-  EXPECT_NE(std::string::npos, Search("lisi").find("\"pkey_arr\":[\"m1\"],\"offset_arr\":[3]"));
-
+  EXPECT_THAT(Search("张三"), Not(HasSubstr("\"m1\"")));
+  EXPECT_THAT(Search("lisi"), HasSubstr("\"pkey_arr\":[\"m1\"],\"offset_arr\":[3]"));
   EXPECT_EQ("{\"all_result\":[{\"table_name\":\"message\",\"db_name\":\"main.db\","
             "\"key_field\":\"msg_id\",\"docs_found\":2,\"docs_return\":2,\"field_num\":4,"
             "\"field_list\":\"name,content,tag,extra\",\"pkey_arr\":[\"m2\",\"m1\"]}]}",
             Take(searcher_.getTableRecord(kIndex, kDb, "message")));
 
-  // Clearing the table removes every row of it from every group.
+  // Clearing the table removes every row of it; the callback runs once.
   int calls = 0;
-  auto count_calls = [](void* ctx, const char*, const char*, const char*, int) {
-    ++*static_cast<int*>(ctx);
-    return 0;
-  };
-  EXPECT_EQ(0, searcher_.clearDoc(&calls, kIndex, kDb, "message", count_calls));
+  EXPECT_EQ(0, searcher_.clearDoc(&calls, kIndex, kDb, "message",
+                                  [](void* ctx, const char*, const char*, const char*, int) {
+                                    return ++*static_cast<int*>(ctx), 0;
+                                  }));
   EXPECT_EQ(1, calls);
   EXPECT_EQ(AllJson({TableJson("contact", 1, {{"c1", 2, 0, 133, "default"}})}),
             Search("张三"));
 }
 
-TEST_F(SearcherTest, SeveralGroups) {
+TEST_F(SearcherTest, SeveralGroupsCompactionAndReopening) {
   AddBasicDocs();
   // The message table moves to a new group; new rows go there.
   Register("message", "msg_id", "g2");
@@ -307,54 +296,38 @@ TEST_F(SearcherTest, SeveralGroups) {
   EXPECT_EQ(0, searcher_.delDoc(kIndex, kDb, "message", "m2"));
   EXPECT_EQ(1, searcher_.getDelNum("g2"));
   EXPECT_EQ(1, searcher_.getDelNum("default"));
-  EXPECT_EQ(std::string::npos, Search("张三").find("\"m2\""));
-
-  EXPECT_EQ(0, searcher_.save());
-  EXPECT_NE(-1, searcher_.save("g2"));
+  EXPECT_THAT(Search("张三"), Not(HasSubstr("\"m2\"")));
+  // Unknown groups.
   EXPECT_EQ(-1, searcher_.save("nope"));
-  searcher_.setAutoSave("g2", false);
-  EXPECT_FALSE(searcher_.isAutoSave("g2"));
-  EXPECT_TRUE(searcher_.isAutoSave("nope"));
-  searcher_.setAutoSave("nope", false);
   EXPECT_EQ(-1, searcher_.getDelNum("nope"));
   EXPECT_EQ(-1, searcher_.ellipse_index("nope", true));
   EXPECT_EQ(nullptr, searcher_.getGroupSearcher("nope"));
-  EXPECT_GT(searcher_.getTotalBytes(), 0u);
-}
 
-TEST_F(SearcherTest, CompactionOfAllGroupsKeepsSearchResults) {
-  AddBasicDocs();
-  ASSERT_EQ(0, Add("message", "m3", "张三", "tail"));
-  ASSERT_EQ(0, searcher_.delDoc(kIndex, kDb, "message", "m1"));
-  Register("message", "msg_id", "g2");  // a second, empty group
-  // The default group is compacted (0); the empty group has nothing to do
-  // (10), and that first non-zero result is what comes back.
+  // Compacting all groups: two are compacted (0), the empty third has
+  // nothing to do (10), and that first non-zero result is what comes back.
+  Register("contact", "uin", "g3");
   EXPECT_EQ(10, searcher_.ellipse_index(true));
   EXPECT_EQ(0, searcher_.getDelNum("default"));
-  EXPECT_EQ(3u, DocCount("default"));
-  // Survivors are renumbered densely: m2 0, c1 1, m3 2.
-  EXPECT_EQ(AllJson({TableJson("message", 2, {{"m3", 2, 0, 180, "default"},
-                                              {"m2", 0, 1, 80, "default"}}),
+  // Survivors are renumbered densely per group: m1 0, c1 1; m4 0.
+  const std::string compacted = Search("张三");
+  EXPECT_EQ(AllJson({TableJson("message", 2, {{"m4", 0, 0, 180, "g2"},
+                                              {"m1", 0, 0, 180, "default"}}),
                      TableJson("contact", 1, {{"c1", 1, 0, 133, "default"}})}),
-            Search("张三"));
-}
+            compacted);
 
-TEST_F(SearcherTest, DataSurviveReopeningTheRoot) {
-  AddBasicDocs();
-  const std::string before = Search("张三");
   ASSERT_EQ(0, searcher_.save());
   {
     // Binding a searcher to another root releases this root's manager and
-    // with it every group searcher.
+    // with it every group searcher (searcher_ must not be used after this),
+    // so the reopening below reads the disk.
     ks_test::TempDir other_root;
     Searcher other;
     ASSERT_EQ(0, other.open(other_root.path().c_str(), 0));
   }
   Searcher reopened;
   ASSERT_EQ(0, reopened.open(dir_.path().c_str(), 0));
-  EXPECT_EQ(before, Take(reopened.doSearch(kIndex, nullptr, "张三", 0, 10, false)));
-  EXPECT_EQ(2, reopened.getConfigSectionNum());
-  EXPECT_STREQ("0.1.0", reopened.indexVersion());
+  EXPECT_EQ(compacted, Take(reopened.doSearch(kIndex, nullptr, "张三", 0, 10, false)));
+
 }
 
 TEST_F(SearcherTest, BadInputGivesFailureValues) {
@@ -366,26 +339,25 @@ TEST_F(SearcherTest, BadInputGivesFailureValues) {
   EXPECT_EQ(-1, unopened.addDoc(kIndex, kDb, "message", "m9", 0, nullptr));
   EXPECT_EQ(nullptr, unopened.getTableRecord(kIndex, kDb, "message"));
 
-  EXPECT_EQ("<null>", Search("张三", nullptr, 0, 0));
-  EXPECT_EQ("<null>", Take(searcher_.doSearch("nosuch", nullptr, "张三", 0, 10, false)));
-  EXPECT_EQ("<null>", Take(searcher_.doSearch(nullptr, nullptr, "张三", 0, 10, false)));
-  EXPECT_EQ("<null>", Take(searcher_.doSearch(kIndex, nullptr, "", 0, 10, false)));
-  EXPECT_EQ("<null>", Take(searcher_.doSearch(kIndex, "", nullptr, 0, 10, false)));
+  // Unknown index or field, null or empty arguments, an empty page, and very
+  // long queries of every character class.
+  std::string han, mixed;
+  for (int i = 0; i < 3334; ++i) han += "张";
+  for (int i = 0; i < 1000; ++i) mixed += "张a1!~ ";
+  const std::string latin(10000, 'a');
+  const struct { const char* index; const char* field; const char* query; int num; } searches[] = {
+      {"nosuch", nullptr, "张三", 10}, {nullptr, nullptr, "张三", 10},
+      {kIndex, nullptr, "", 10},       {kIndex, "", nullptr, 10},
+      {kIndex, "nofield", "张三", 10}, {kIndex, nullptr, "张三", 0},
+      {kIndex, nullptr, latin.c_str(), 10}, {kIndex, nullptr, han.c_str(), 10},
+      {kIndex, nullptr, mixed.c_str(), 10}};
+  for (size_t i = 0; i < sizeof(searches) / sizeof(searches[0]); ++i) {
+    const auto& s = searches[i];
+    EXPECT_EQ("<null>", Take(searcher_.doSearch(s.index, s.field, s.query, 0, s.num, false)))
+        << "case " << i;
+  }
   EXPECT_EQ(-1, searcher_.doSearch(kIndex, nullptr, "x", 0, 10, nullptr, false));
   EXPECT_EQ(-1, searcher_.doSearch("x", nullptr, nullptr));
-
-  // A field the index does not have matches no posting.
-  EXPECT_EQ("<null>", Search("张三", "nofield"));
-
-  // Very long queries of every character class.
-  const std::string latin(10000, 'a');
-  EXPECT_EQ("<null>", Search(latin.c_str()));
-  std::string han;
-  for (int i = 0; i < 3334; ++i) han += "张";
-  EXPECT_EQ("<null>", Search(han.c_str()));
-  std::string mixed;
-  for (int i = 0; i < 1000; ++i) mixed += "张a1!~ ";
-  EXPECT_EQ("<null>", Search(mixed.c_str()));
 
   // Documents: unknown tables and indexes, wrong field counts, null keys.
   const char* values[] = {"a", "b", "c", "d"};
@@ -399,9 +371,9 @@ TEST_F(SearcherTest, BadInputGivesFailureValues) {
   EXPECT_EQ(-1, searcher_.delDoc("", kDb, "message", "m1"));
   EXPECT_EQ(0, searcher_.delDoc(kIndex, kDb, "message", ""));  // accepted
   EXPECT_EQ(-1, searcher_.clearDoc(nullptr, "", kDb, "message", nullptr));
-  EXPECT_EQ("<null>", Take(searcher_.getTableRecord(kIndex, kDb, "nosuch")));
-  EXPECT_EQ("<null>", Take(searcher_.getTableRecord(kIndex, kDb, "0message")));
-  EXPECT_EQ("<null>", Take(searcher_.getTableRecord(nullptr, kDb, "message")));
+  EXPECT_EQ(nullptr, searcher_.getTableRecord(kIndex, kDb, "nosuch"));
+  EXPECT_EQ(nullptr, searcher_.getTableRecord(kIndex, kDb, "0message"));
+  EXPECT_EQ(nullptr, searcher_.getTableRecord(nullptr, kDb, "message"));
   EXPECT_EQ(3u, DocCount());
 }
 
@@ -417,9 +389,7 @@ TEST_F(SearcherTest, QueryStringLanguage) {
       "query=张三&index_name=chat&start=zero",  // atoi("zero") is 0
       "query=张三&index_name=chat&start=0&num=10&field_name=",
   };
-  for (const char* q : same) {
-    EXPECT_EQ(expected, Take(searcher_.doSearch(q))) << q;
-  }
+  for (const char* q : same) EXPECT_EQ(expected, Take(searcher_.doSearch(q))) << q;
   const char* none[] = {
       "",
       "query=张三",
@@ -432,13 +402,10 @@ TEST_F(SearcherTest, QueryStringLanguage) {
       "index_name=chat&query=张三&field_name=content=x",
       "index_name=chat&query=张三&start=-5&num=-1",
       "=&==&&=",
+      "index_name=chat&query=a=b",  // the query is "a=b", which nothing matches
   };
-  for (const char* q : none) {
-    EXPECT_EQ("<null>", Take(searcher_.doSearch(q))) << q;
-  }
+  for (const char* q : none) EXPECT_EQ("<null>", Take(searcher_.doSearch(q))) << q;
   EXPECT_EQ(nullptr, searcher_.doSearch(static_cast<const char*>(nullptr)));
-  // A value may hold "=": the query is "a=b", which nothing matches.
-  EXPECT_EQ("<null>", Take(searcher_.doSearch("index_name=chat&query=a=b")));
 }
 
 // Searches from two threads while a third adds rows: every search sees a
