@@ -15,31 +15,25 @@
 namespace adapter_test {
 namespace {
 
-const char kKey[] = "concurrency-key";
-
 // Inserts row id i with key and body Word(i).
 std::string Insert(int i) {
   return "INSERT INTO msgs(rowid, mid, body) VALUES(" + std::to_string(i) + ",'" + Word(i) +
          "','" + Word(i) + "')";
 }
 
-TEST(AdapterConcurrency, WriterAndScannerOnTheSameTable) {
-  LogCapture::Install();
-  ks_test::TempDir dir;
-  const std::string path = dir.file("app.db");
+class AdapterConcurrency : public HostedEngineTest {};
+
+TEST_F(AdapterConcurrency, WriterAndScannerOnTheSameTable) {
   const int kInitialRows = 1000, kWrites = 200;
-  HostDb writer(path, kKey, /*wal=*/true);
-  writer.Exec("PRAGMA synchronous=NORMAL;");
-  writer.Exec("CREATE TABLE msgs(mid TEXT, body TEXT)");
+  SetUpHosted("concurrency-key",
+              {"PRAGMA synchronous=NORMAL;", "CREATE TABLE msgs(mid TEXT, body TEXT)"}, true);
+  HostDb& writer = *host_;
+  Engine& engine = *engine_;
   writer.Exec("BEGIN");
   for (int i = 1; i <= kInitialRows; ++i) writer.Exec(Insert(i));
   writer.Exec("COMMIT");
-
-  Engine engine(dir.file("root"));
-  KSSearchDataAdapter* adapter = engine.adapter();
-  ASSERT_EQ(0, adapter->addDB("app", path.c_str(), kKey, true));
   ASSERT_EQ(0, engine.Register("idx", "app", "msgs", "body"));
-  ASSERT_EQ(0, adapter->startHook("app", writer.conn()));
+  ASSERT_EQ(0, adapter()->startHook("app", writer.conn()));
 
   // Rows below the published progress are never read by the scan again, so
   // the writer changes and deletes only those; it inserts anywhere above.
@@ -48,8 +42,8 @@ TEST(AdapterConcurrency, WriterAndScannerOnTheSameTable) {
   int last_result = 1;
   std::thread scanner([&] {
     for (int guard = 0; last_result > 0 && guard < 1000; ++guard) {
-      last_result = adapter->scanTable("app", "msgs", "idx");
-      progress = engine.MaxRowid("app", "msgs", "idx");
+      last_result = adapter()->scanTable("app", "msgs", "idx");
+      progress = engine.MaxRowid("idx");
     }
     scan_done = true;
   });
@@ -83,7 +77,7 @@ TEST(AdapterConcurrency, WriterAndScannerOnTheSameTable) {
 
   std::set<std::string> expected;
   for (int r : live) expected.insert(Word(r));
-  EXPECT_EQ(expected, engine.TableKeys("idx", "app", "msgs"));
+  EXPECT_EQ(expected, engine.TableKeys("idx"));
   for (int r : live) EXPECT_TRUE(engine.Finds("idx", Word(r), Word(r))) << r;
   for (int r : deleted) EXPECT_FALSE(engine.Finds("idx", Word(r), Word(r))) << r;
 }

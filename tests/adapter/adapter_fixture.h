@@ -126,11 +126,12 @@ class Engine {
     searcher_->addIndex(index, db, table, "mid", fields, where, "", profile, "", nullptr);
     return adapter_->addTable(index, db, table, "mid", fields, where, profile, hook_mode);
   }
+  // The helpers below work on table "msgs" of database "app".
   // Calls scanTable until it reports no progress (or fails); all results.
-  std::vector<int> ScanAll(const char* db, const char* table, const char* index) {
+  std::vector<int> ScanAll(const char* index) {
     std::vector<int> results;
     for (int r = 1; r > 0 && results.size() < 1000;) {
-      results.push_back(r = adapter_->scanTable(db, table, index));
+      results.push_back(r = adapter_->scanTable("app", "msgs", index));
     }
     return results;
   }
@@ -141,13 +142,12 @@ class Engine {
     return Search(index, query).count(key) == 1;
   }
   // Keys of every live document of the table.
-  std::set<std::string> TableKeys(const char* index, const char* db, const char* table) {
-    return PkeysOf(searcher_->getTableRecord(index, db, table));
+  std::set<std::string> TableKeys(const char* index) {
+    return PkeysOf(searcher_->getTableRecord(index, "app", "msgs"));
   }
-  int MaxRowid(const char* db, const char* table, const char* index,
-               std::string* group = nullptr) {
+  int MaxRowid(const char* index, std::string* group = nullptr) {
     char buf[1024] = {0};
-    int rowid = adapter_->getScanMaxRowid(db, table, index, buf);
+    int rowid = adapter_->getScanMaxRowid("app", "msgs", index, buf);
     if (group != nullptr) *group = buf;
     return rowid;
   }
@@ -162,13 +162,13 @@ class Engine {
 class HostedEngineTest : public ::testing::Test {
  protected:
   // Creates the database with the statements of `schema`, then the engine.
-  void SetUpHosted(const char* key, const std::vector<std::string>& schema) {
+  void SetUpHosted(const char* key, const std::vector<std::string>& schema, bool wal = false) {
     LogCapture::Install();
     db_path_ = dir_.file("app.db");
-    host_ = std::make_unique<HostDb>(db_path_, key);
+    host_ = std::make_unique<HostDb>(db_path_, key, wal);
     for (const std::string& sql : schema) host_->Exec(sql);
     engine_ = std::make_unique<Engine>(dir_.file("root"));
-    ASSERT_EQ(0, adapter()->addDB("app", db_path_.c_str(), key, false));
+    ASSERT_EQ(0, adapter()->addDB("app", db_path_.c_str(), key, wal));
   }
   void TearDown() override {
     engine_.reset();

@@ -40,14 +40,14 @@ class TableScanTest : public HostedEngineTest {
 TEST_F(TableScanTest, BatchesResumeAfterARestartAndRestartAfterAClear) {
   ASSERT_EQ(0, engine_->Register("idx", "app", "msgs", "body"));
   EXPECT_EQ(0, Scan("idx"));  // empty table
-  EXPECT_EQ(0, engine_->MaxRowid("app", "msgs", "idx"));
+  EXPECT_EQ(0, engine_->MaxRowid("idx"));
   InsertRows(120);
   // Each batch after the first re-reads the row it ended on.
   EXPECT_EQ(50, Scan("idx"));
-  EXPECT_EQ(50, engine_->MaxRowid("app", "msgs", "idx"));
+  EXPECT_EQ(50, engine_->MaxRowid("idx"));
   EXPECT_EQ(50, Scan("idx"));
   std::string group;
-  EXPECT_EQ(99, engine_->MaxRowid("app", "msgs", "idx", &group));
+  EXPECT_EQ(99, engine_->MaxRowid("idx", &group));
   EXPECT_EQ("default", group);
   EXPECT_TRUE(engine_->searcher()->isAutoSave("default"));  // restored after each batch
 
@@ -63,31 +63,31 @@ TEST_F(TableScanTest, BatchesResumeAfterARestartAndRestartAfterAClear) {
   ASSERT_EQ(0, adapter()->addDB("app", db_path_.c_str(), kKey, false));
   ASSERT_EQ(0, engine_->Register("idx", "app", "msgs", "body"));
   EXPECT_TRUE(adapter()->getTabConfig("app", "msgs", "idx")->scanned);
-  EXPECT_EQ(99, engine_->MaxRowid("app", "msgs", "idx"));
+  EXPECT_EQ(99, engine_->MaxRowid("idx"));
   EXPECT_EQ(22, Scan("idx"));
-  EXPECT_EQ(120, engine_->MaxRowid("app", "msgs", "idx"));
+  EXPECT_EQ(120, engine_->MaxRowid("idx"));
   EXPECT_EQ(0, Scan("idx"));
-  EXPECT_EQ(120, engine_->MaxRowid("app", "msgs", "idx"));
-  EXPECT_EQ(120u, engine_->TableKeys("idx", "app", "msgs").size());
+  EXPECT_EQ(120, engine_->MaxRowid("idx"));
+  EXPECT_EQ(120u, engine_->TableKeys("idx").size());
   for (int i = 1; i <= 120; ++i) {
     EXPECT_EQ(std::set<std::string>{Key(i)}, engine_->Search("idx", Word(i))) << i;
   }
 
   // Clearing the table's documents also sends its scan back to the start.
   EXPECT_EQ(0, adapter()->clearDoc("idx", "app", "msgs"));
-  EXPECT_TRUE(engine_->TableKeys("idx", "app", "msgs").empty());
-  EXPECT_EQ(0, engine_->MaxRowid("app", "msgs", "idx"));
-  EXPECT_EQ((Results{50, 50, 22, 0}), engine_->ScanAll("app", "msgs", "idx"));
-  EXPECT_EQ(120u, engine_->TableKeys("idx", "app", "msgs").size());
+  EXPECT_TRUE(engine_->TableKeys("idx").empty());
+  EXPECT_EQ(0, engine_->MaxRowid("idx"));
+  EXPECT_EQ((Results{50, 50, 22, 0}), engine_->ScanAll("idx"));
+  EXPECT_EQ(120u, engine_->TableKeys("idx").size());
 }
 
 TEST_F(TableScanTest, WhereConditionAndBlobColumns) {
   InsertRows(30);
   ASSERT_EQ(0, engine_->Register("odd", "app", "msgs", "body", "flag = 1"));
   ASSERT_EQ(0, engine_->Register("blob", "app", "msgs", "data"));
-  EXPECT_EQ((Results{15, 0}), engine_->ScanAll("app", "msgs", "odd"));
+  EXPECT_EQ((Results{15, 0}), engine_->ScanAll("odd"));
   for (int i = 1; i <= 30; ++i) EXPECT_EQ(i % 2 == 1, engine_->Finds("odd", Word(i), Key(i))) << i;
-  EXPECT_EQ((Results{30, 0}), engine_->ScanAll("app", "msgs", "blob"));
+  EXPECT_EQ((Results{30, 0}), engine_->ScanAll("blob"));
   EXPECT_TRUE(engine_->Finds("blob", Word(507), Key(7)));
   EXPECT_TRUE(engine_->Finds("blob", Word(530), Key(30)));
 }
@@ -127,7 +127,7 @@ TEST_F(TableScanTest, ProcessingFunctionsRewriteAndDropRows) {
   ASSERT_EQ(0, adapter()->addDataProcFunc("drop", DropOddKeys, CountRelease, &drop));
   ASSERT_EQ(0, adapter()->addDataProcFunc("none", DropAll, nullptr));
 
-  EXPECT_EQ((Results{20, 0}), engine_->ScanAll("app", "msgs", "rewrite"));
+  EXPECT_EQ((Results{20, 0}), engine_->ScanAll("rewrite"));
   EXPECT_EQ(21, rewrite.processed);  // the boundary row is read twice
   EXPECT_EQ(21, rewrite.blob_ok);
   EXPECT_EQ(21, rewrite.released);
@@ -137,12 +137,25 @@ TEST_F(TableScanTest, ProcessingFunctionsRewriteAndDropRows) {
   EXPECT_FALSE(engine_->Finds("rewrite", Word(3), Key(3)));
 
   // Dropped rows are neither sent nor counted nor released.
-  EXPECT_EQ((Results{10, 0}), engine_->ScanAll("app", "msgs", "drop"));
+  EXPECT_EQ((Results{10, 0}), engine_->ScanAll("drop"));
   EXPECT_EQ(21, drop.processed);
   EXPECT_EQ(11, drop.released);
   for (int i = 1; i <= 20; ++i) EXPECT_EQ(i % 2 == 0, engine_->Finds("drop", Word(i), Key(i))) << i;
   EXPECT_EQ(0, Scan("none"));
-  EXPECT_EQ(0, engine_->MaxRowid("app", "msgs", "none"));
+  EXPECT_EQ(0, engine_->MaxRowid("none"));
+
+  // Hooked rows go through the same functions; there dropped rows and rows
+  // without a key (processed, never sent) are released too.
+  ASSERT_EQ(0, adapter()->startHook("app", host_->conn()));
+  host_->Exec("INSERT INTO msgs(mid, body) VALUES('k21', '" + Word(21) + "')");
+  host_->Exec("INSERT INTO msgs(mid, body) VALUES(NULL, '" + Word(22) + "')");
+  rewritten = Word(21);
+  rewritten[2] = 'y';
+  EXPECT_TRUE(engine_->Finds("rewrite", rewritten, "k21"));
+  EXPECT_FALSE(engine_->Finds("drop", Word(21), "k21"));
+  EXPECT_TRUE(engine_->Search("rewrite", Word(22)).empty());
+  EXPECT_EQ(23, rewrite.released);
+  EXPECT_EQ(13, drop.released);
 }
 
 int SlowRow(const char*, int, const char**, char**, const int*, const int*, void* user) {
@@ -163,7 +176,7 @@ TEST_F(TableScanTest, StopScanFromAnotherThreadEndsTheBatch) {
   scanner.join();
   EXPECT_EQ(-1, result);
   EXPECT_LT(rows, 50);
-  EXPECT_EQ(0, engine_->MaxRowid("app", "msgs", "idx"));
+  EXPECT_EQ(0, engine_->MaxRowid("idx"));
   // The stop holds until a new adapter is made.
   EXPECT_EQ(-1, Scan("idx"));
   EXPECT_EQ(-1, adapter()->addTable("idx2", "app", "msgs", "mid", "body", "", "", 0));
@@ -196,7 +209,6 @@ TEST_F(TableScanTest, BadInputGivesCodesAndMessages) {
   ASSERT_EQ(0, adapter()->addDB("badkey", db_path_.c_str(), "bad-key", false));
   ASSERT_EQ(0, engine_->Register("idx", "badkey", "msgs", "body"));
   EXPECT_EQ(-1, adapter()->scanTable("badkey", "msgs", "idx"));
-  EXPECT_TRUE(engine_->TableKeys("idx", "badkey", "msgs").empty());
 }
 
 }  // namespace
