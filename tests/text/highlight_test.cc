@@ -32,6 +32,8 @@ std::string Strip(std::string s, const std::string& what) {
   return s;
 }
 
+std::string Untag(const std::string& s) { return Strip(Strip(s, "<red>"), "</red>"); }
+
 bool ValidUtf8(const std::string& s) {
   for (size_t i = 0; i < s.size();) {
     const unsigned char c = s[i];
@@ -84,6 +86,7 @@ TEST(HighlightAbstract, OverlapsAndMisses) {
   EXPECT_EQ(0, hit);
   EXPECT_EQ("short", Hl("short", "xyz", 7, &hit));
   EXPECT_EQ(0, hit);
+  EXPECT_EQ("中文...", Hl("中文字符", "x", 2));
   EXPECT_EQ("0123456...", Hl("0123456789", "   ", 7, &hit));
   EXPECT_EQ(0, hit);
   // Digits and kept punctuation are searched as they are.
@@ -128,6 +131,10 @@ TEST(HighlightAbstract, PinyinQueries) {
       {"zhangs", "我和<red>张三</red>丰说"},
       {"zhsf", "我和<red>张三丰</red>说"},
       {"wohe zhangsan", "<red>我和张三</red>丰说"},
+      // The fewest ranges win: 三丰 rather than 说 and another s.
+      {"sf", "我和张<red>三丰</red>说"},
+      {"whz", "<red>我和张</red>三丰说"},
+      {"wz", "<red>我</red>和<red>张</red>三丰说"},
   };
   for (const auto& c : cases) {
     int hit = -1;
@@ -135,7 +142,7 @@ TEST(HighlightAbstract, PinyinQueries) {
     EXPECT_EQ(1, hit) << c.query;
   }
   // Initials that no characters spell completely mark nothing.
-  for (const char* query : {"zx", "fz", "zhx"}) {
+  for (const char* query : {"zx", "fz", "zhx", "zhsx"}) {
     int hit = -1;
     EXPECT_EQ(text, Hl(text, query, 20, &hit)) << query;
     EXPECT_EQ(0, hit) << query;
@@ -147,6 +154,8 @@ TEST(HighlightAbstract, PinyinQueries) {
   for (const char* query : {"zhangsan", "zs"}) {
     EXPECT_EQ("...说说说说说说说说<red>张三</red>", Hl(tail.c_str(), query, 10)) << query;
   }
+  // A spelling may run past the text's last reading.
+  EXPECT_EQ("说<red>张</red>", Hl("说张", "zhangsanfengshuo", 20));
   // Literal Latin beats pinyin; pinyin works beside Latin and digits.
   EXPECT_EQ("<red>zhang</red> 张三", Hl("zhang 张三", "zhang", 20));
   EXPECT_EQ("Tom 2024 <red>张三</red> ok", Hl("Tom 2024 张三 ok", "zhangsan", 20));
@@ -192,7 +201,7 @@ TEST(HighlightAbstract, SurvivesMalformedAndHugeInput) {
     for (const char* q : queries) {
       for (int n : {1, 2, 5, 100}) {
         std::string s = Hl(t, q, n);
-        EXPECT_EQ(Strip(Strip(s, "<red>"), "</red>"), NoTag(t, q, n));
+        EXPECT_EQ(Untag(s), NoTag(t, q, n));
       }
     }
   }
@@ -212,7 +221,7 @@ TEST(HighlightAbstract, SurvivesMalformedAndHugeInput) {
   EXPECT_TRUE(ValidUtf8(s));
   s = Hl(big.c_str(), "123", 0x7FFFFFFF, &hit);
   EXPECT_EQ(1, hit);
-  EXPECT_EQ(big, Strip(Strip(s, "<red>"), "</red>"));
+  EXPECT_EQ(big, Untag(s));
 }
 
 // The longest query pieces that occur, marked the simple way: for every
@@ -288,7 +297,7 @@ TEST(HighlightAbstract, InvariantsOnRandomInput) {
     }
     EXPECT_EQ(0u, depth) << s;
     EXPECT_EQ(hit == 1, tags > 0) << text << " / " << query << " -> " << s;
-    const std::string plain = Strip(Strip(s, "<red>"), "</red>");
+    const std::string plain = Untag(s);
     EXPECT_EQ(plain, NoTag(text.c_str(), query.c_str(), maxChars));
     const std::string body = Strip(plain, "...");
     EXPECT_NE(std::string::npos, text.find(body)) << text << " -> " << s;
