@@ -2,6 +2,7 @@ package com.orvenco.android.vantrel.search.test;
 
 import static com.orvenco.android.vantrel.search.test.Harness.check;
 import static com.orvenco.android.vantrel.search.test.Harness.checkEquals;
+import static com.orvenco.android.vantrel.search.test.HostApp.*;
 
 import com.orvenco.android.vantrel.search.SearchImpl;
 import java.nio.file.Path;
@@ -81,7 +82,7 @@ final class CallbackTest {
         AtomicInteger processed = new AtomicInteger();
         AtomicInteger logged = new AtomicInteger();
         SearchImpl.setLogSink(line -> logged.incrementAndGet());
-        SearchImpl.setDataProcessor(HostApp.INDEX, (name, count, fields, values) -> {
+        SearchImpl.setDataProcessor(INDEX, (name, count, fields, values) -> {
             processed.incrementAndGet();
             return new String[] {values[0], values[1] + " tagged"};
         });
