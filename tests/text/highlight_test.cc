@@ -89,8 +89,10 @@ TEST(HighlightAbstract, OverlapsAndMisses) {
   EXPECT_EQ("中文...", Hl("中文字符", "x", 2));
   EXPECT_EQ("0123456...", Hl("0123456789", "   ", 7, &hit));
   EXPECT_EQ(0, hit);
-  // Digits and kept punctuation are searched as they are.
+  // Digits and kept punctuation are searched as they are, but beside
+  // letters punctuation only separates words.
   EXPECT_EQ("tel <red>+86-10</red> x", Hl("tel +86-10 x", "+86-10", 50));
+  EXPECT_EQ("x<red>a</red>!<red>a</red>y", Hl("xa!ay", "a!a", 50));
 }
 
 TEST(HighlightAbstract, ChineseQueries) {

@@ -65,11 +65,14 @@ struct TokenList {
   TokenList(const TokenList&) = delete;
   TokenList& operator=(const TokenList&) = delete;
   unsigned int size() const { return mobile_search::darray_length(arr); }
+  std::vector<unsigned long long> slots() const {
+    std::vector<unsigned long long> out;
+    for (unsigned int i = 0; i < size(); ++i) out.push_back(mobile_search::darray_get_by_index(arr, i));
+    return out;
+  }
   std::vector<unsigned int> signs() const {
     std::vector<unsigned int> out;
-    for (unsigned int i = 0; i < size(); ++i) {
-      out.push_back(static_cast<unsigned int>(mobile_search::darray_get_by_index(arr, i)));
-    }
+    for (unsigned long long slot : slots()) out.push_back(static_cast<unsigned int>(slot));
     return out;
   }
   mobile_search::_DArray* arr;
