@@ -21,16 +21,19 @@ class EllipseTest : public GroupFixture {
 };
 
 TEST_F(EllipseTest, ResultCodesFollowTheGroupState) {
-  EXPECT_EQ(GroupSearcher::kEllipseNothing, compact());
-  fill(0, 600);
-  for (int i = 0; i < 500; ++i) del(i);
+  fill(0, 30);  // the empty group's kEllipseNothing is checked with the log texts
+  for (int i = 0; i < 20; ++i) del(i);
+  // Updates are logged from the first compaction on, even one that did
+  // nothing, until one swaps in a fresh log.
+  EXPECT_EQ(0u, gs_->getIndexMgr()->log_mgr->getCount());
   EXPECT_EQ(GroupSearcher::kEllipseTooFew, gs_->ellipseIndex("default", false));
-  EXPECT_EQ(600u, gs_->getIndexMgr()->doc_mgr->getDocNumber());
+  EXPECT_EQ(30u, gs_->getIndexMgr()->doc_mgr->getDocNumber());
+  del(20);
+  put(21, 1);
+  EXPECT_EQ(3u, gs_->getIndexMgr()->log_mgr->getCount());
 
   // A second compaction while the first copies is refused at once, and the
   // configuration manager sees the running one.
-  mobile_search::SGroupConfig* group = mgr_->getGroup("default");
-  group->searcher = gs_;
   int nested = 0;
   bool complete_during = true;
   staged_->on_stage = [&](int stage) {
@@ -42,11 +45,11 @@ TEST_F(EllipseTest, ResultCodesFollowTheGroupState) {
   EXPECT_EQ(GroupSearcher::kEllipseRunning, nested);
   EXPECT_FALSE(complete_during);
   EXPECT_TRUE(mgr_->isEllipseComplete());
-  group->searcher = nullptr;
 
-  EXPECT_EQ(100u, gs_->getIndexMgr()->doc_mgr->getDocNumber());
+  EXPECT_EQ(9u, gs_->getIndexMgr()->doc_mgr->getDocNumber());
   EXPECT_EQ(0, gs_->getIndexDeleteCount());
-  expectModel();
+  EXPECT_EQ(0u, gs_->getIndexMgr()->log_mgr->getCount());
+  expectModel(true);
   gs_->close();
   EXPECT_EQ(GroupSearcher::kEllipseNoBundle, compact());
 }
@@ -54,41 +57,23 @@ TEST_F(EllipseTest, ResultCodesFollowTheGroupState) {
 TEST_F(EllipseTest, ForcedCompactionPurgesDeletedDocumentsAndShrinksTheFiles) {
   // Twelve words with distinct first letters give about 200 terms a
   // document: two data files of postings, the first sorted when it filled.
-  std::string words;
-  for (char c = 'a'; c < 'a' + 12; ++c) words += std::string(" ") + c + "bcdefghijklmnopq";
-  gs_->setAutoSave(false);
-  for (int i = 0; i < 1800; ++i) {
-    std::string title = Tag(i, 0) + words, tag = Tag(i, 0);
-    char* values[3] = {&title[0], &tag[0], const_cast<char*>("")};
-    ASSERT_EQ(0, gs_->modifyDoc("idx", "db", "msg", Key(i).c_str(), 3, values));
-    model_[Key(i)] = tag;
-  }
-  gs_->setAutoSave(true);
-  gs_->save();
+  for (char c = 'a'; c < 'a' + 12; ++c) words_ += std::string(" ") + c + "bcdefghijklmnopq";
+  fill(0, 1500);
   ASSERT_EQ(2, gs_->getIndexMgr()->index_mgr->getStore()->blockNumber());
   unsigned int postings_before = gs_->getIndexMgr()->index_mgr->get_max_pos();
   unsigned long long bytes_before = get_dir_total_bytes(groupDir().c_str());
 
-  for (int i = 0; i < 1800; i += 2) del(i);
+  for (int i = 0; i < 1500; i += 2) del(i);
   for (int i = 1; i < 100; i += 2) put(i, 1);  // the replaced versions go too
   ASSERT_EQ(GroupSearcher::kEllipseDone, compact());
 
   EXPECT_LT(gs_->getIndexMgr()->index_mgr->get_max_pos(), postings_before / 2);
   EXPECT_EQ(1, gs_->getIndexMgr()->index_mgr->getStore()->blockNumber());
   EXPECT_LT(get_dir_total_bytes(groupDir().c_str()), bytes_before);
-  EXPECT_EQ(900u, gs_->getIndexMgr()->doc_mgr->getDocNumber());
-  ExpectPostingsOnlyOfLive(gs_, model_);
-  for (int i = 1; i < 1800; i += 98) {  // lookups for a sample
-    EXPECT_EQ(std::multiset<std::string>{Key(i)}, LiveHolders(gs_, model_[Key(i)]));
-  }
-  EXPECT_TRUE(Postings(gs_, Tag(1, 0)).empty());
+  EXPECT_EQ(750u, gs_->getIndexMgr()->doc_mgr->getDocNumber());
+  expectModel(true, 45);
   EXPECT_FALSE(exists("-bak"));
   EXPECT_FALSE(exists("-cpy"));
-
-  reopen();
-  for (int i = 1; i < 40; i += 2) del(i);
-  ASSERT_EQ(GroupSearcher::kEllipseDone, compact());
-  ExpectPostingsOnlyOfLive(gs_, model_);
 }
 
 TEST_F(EllipseTest, ChangesMadeWhileTheCopyIsBuiltSurviveTheSwap) {
@@ -124,14 +109,13 @@ TEST_F(EllipseTest, ChangesMadeWhileTheCopyIsBuiltSurviveTheSwap) {
   ASSERT_EQ(GroupSearcher::kEllipseDone, compact());
   staged_->on_stage = nullptr;
   expectModel();
-  EXPECT_EQ(0u, gs_->getIndexMgr()->log_mgr->getCount());  // a fresh log
 
   put(24, 1);  // updates after the swap reach the new bundle
   del(25);
   reopen();
   expectModel();
   ASSERT_EQ(GroupSearcher::kEllipseDone, compact());
-  expectModel();
+  expectModel(true);
 }
 
 // The swap renames the group to "-cpy", then "-bak" (the copy) to the group.

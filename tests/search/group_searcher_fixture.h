@@ -1,5 +1,5 @@
 // A configured index root with one table and a group searcher on it, a model
-// of what the updates said, and checks of the group's stores against it.
+// of what the updates said, and a check of the group against it.
 //
 // Table "msg" of database "db" in index "idx": index fields "title" (long
 // text) and "tag" (no-token), profile field "extra". A document is known by
@@ -17,12 +17,16 @@
 #include "foundation/hash.h"
 #include "gtest/gtest.h"
 #include "search/group_searcher.h"
+#include "search/search_index_config.h"
+#include "search/search_result.h"
+#include "search/table_result.h"
 #include "storage/doc_id_manager.h"
 #include "storage/index_manager.h"
 #include "test_util.h"
 
 namespace ks_test {
 
+using mobile_search::_DArray;
 using mobile_search::ConfigManager;
 using mobile_search::DocIdManager;
 using mobile_search::GroupSearcher;
@@ -42,71 +46,31 @@ inline void RegisterTable(ConfigManager* mgr, const char* table) {
 
 // The title repeats the tag so that the long-text field has postings too.
 inline int PutDoc(GroupSearcher* gs, const std::string& key, const std::string& tag,
-                  const char* table = "msg", const char* extra = "x") {
-  std::string title = "note " + tag;
+                  const char* table = "msg", const char* extra = "x",
+                  const std::string& words = "") {
+  std::string title = "note " + tag + words;
   char* values[3] = {&title[0], const_cast<char*>(tag.c_str()), const_cast<char*>(extra)};
   return gs->modifyDoc("idx", "db", table, key.c_str(), 3, values);
 }
 
-// Doc ids holding `word` in any field, ascending and unique, deleted ones
-// included. Unlocked: callers are single-threaded.
-inline std::vector<unsigned int> Postings(GroupSearcher* gs, const std::string& word) {
-  std::vector<unsigned int> ids;
-  mobile_search::IndexTerm term(Sign(word), 0, nullptr, nullptr, nullptr);
-  gs->getIndexMgr()->index_mgr->getTerm(Sign(word), &term, -1);
-  term.sort();
-  mobile_search::doc_union_t u;
-  while (term.next(u) != mobile_search::IndexTerm::kEnd) {
-    if (ids.empty() || ids.back() != u.docid()) ids.push_back(u.docid());
+// Keys of the live documents holding `word`, through query evaluation.
+inline std::vector<std::string> Found(GroupSearcher* gs, const std::string& word) {
+  mobile_search::SearchIndexConfig config;
+  config.createConfigItem("idx", 0, 100);
+  _DArray* names = mobile_search::darray_create(nullptr, false);
+  _DArray* tokens = mobile_search::darray_create(nullptr, false);
+  mobile_search::darray_append(tokens, static_cast<unsigned long long>(Sign(word)));
+  _DArray* lists[2] = {names, tokens};
+  mobile_search::SearchResult result(true);
+  gs->doSearchIndex(&result, &config, lists, 2);
+  std::vector<std::string> keys;
+  for (int t = 0; t < result.getTableCount(); ++t) {
+    mobile_search::TableResult* table = result.getTableResult(t);
+    for (int i = 0; i < table->getCount(); ++i) keys.push_back(table->getPkey(i)->data);
   }
-  return ids;
-}
-
-// Keys of the live documents holding `word`.
-inline std::multiset<std::string> LiveHolders(GroupSearcher* gs, const std::string& word) {
-  std::multiset<std::string> keys;
-  DocIdManager* docs = gs->getIndexMgr()->doc_mgr;
-  for (unsigned int id : Postings(gs, word)) {
-    mobile_search::StringBuffer key;
-    if (docs->isDocidDel(id) == 0 && docs->getPKey(static_cast<int>(id), &key) == 0) {
-      keys.insert(key.data);
-    }
-  }
+  mobile_search::darray_destroy(names);
+  mobile_search::darray_destroy(tokens);
   return keys;
-}
-
-inline unsigned int LiveCount(GroupSearcher* gs) {
-  DocIdManager* docs = gs->getIndexMgr()->doc_mgr;
-  unsigned int live = 0;
-  for (unsigned int d = 0; d < docs->getDocNumber(); ++d) live += docs->isDocidDel(d) == 0;
-  return live;
-}
-
-// Every stored posting belongs to a live document (a compacted group keeps
-// none of a deleted one) and every modelled document holds its tag. One walk
-// instead of a lookup per document, each of which scans the active file.
-inline void ExpectPostingsOnlyOfLive(GroupSearcher* gs,
-                                     const std::map<std::string, std::string>& model) {
-  DocIdManager* docs = gs->getIndexMgr()->doc_mgr;
-  mobile_search::BlockFiles* store = gs->getIndexMgr()->index_mgr->getStore();
-  std::map<unsigned int, std::set<unsigned int>> signs;  // doc id -> term signs
-  for (int f = 0; f < store->blockNumber(); ++f) {
-    unsigned int len = 0;
-    const unsigned char* base = static_cast<const unsigned char*>(store->getBlockAddress(f, len));
-    ASSERT_NE(nullptr, base);
-    for (unsigned int off = 0; off + 11 <= len; off += 11) {
-      const auto* rec = reinterpret_cast<const mobile_search::_idx2_unit_t*>(base + off);
-      ASSERT_EQ(0, docs->isDocidDel(rec->docid())) << rec->docid();
-      signs[rec->docid()].insert(rec->sign());
-    }
-  }
-  for (const auto& kv : model) {
-    int id = docs->getDocid(mobile_search::table_info_make_id("idx", "db", "msg"),
-                            kv.first.c_str());
-    ASSERT_GE(id, 0) << kv.first;
-    EXPECT_EQ(1u, signs[static_cast<unsigned int>(id)].count(Sign(kv.second))) << kv.first;
-  }
-  EXPECT_EQ(model.size(), LiveCount(gs));
 }
 
 // A searcher that runs a test's code at the compaction's stages.
@@ -123,29 +87,27 @@ class StagedSearcher : public GroupSearcher {
 };
 
 // A fresh root with table "msg" in group "default", an open searcher on it
-// and the model (key -> current tag) kept by put() and del().
+// (owned by the manager, like the searchers it makes itself) and the model
+// (key -> current tag) kept by put() and del().
 class GroupFixture : public ::testing::Test {
  protected:
   void SetUp() override {
     mgr_ = new ConfigManager(tmp_.path().c_str());
     ASSERT_TRUE(mgr_->isOk());
     RegisterTable(mgr_, "msg");
+    ASSERT_NE(nullptr, mgr_->getGroup("default"));
     gs_ = staged_ = new StagedSearcher();
+    mgr_->getGroup("default")->searcher = gs_;
     ASSERT_EQ(0, gs_->open(mgr_, "default"));
   }
-  void TearDown() override {
-    delete gs_;
-    delete mgr_;
-  }
+  void TearDown() override { delete mgr_; }
 
   void put(int i, int version) {
-    ASSERT_EQ(0, PutDoc(gs_, Key(i), Tag(i, version)));
-    if (model_.count(Key(i))) gone_.insert(model_[Key(i)]);
+    ASSERT_EQ(0, PutDoc(gs_, Key(i), Tag(i, version), "msg", "x", words_));
     model_[Key(i)] = Tag(i, version);
   }
   void del(int i) {
     ASSERT_EQ(0, gs_->delDoc("idx", "db", "msg", Key(i).c_str()));
-    if (model_.count(Key(i))) gone_.insert(model_[Key(i)]);
     model_.erase(Key(i));
   }
   // Documents [from, to) at version 0, saved once at the end.
@@ -160,19 +122,43 @@ class GroupFixture : public ::testing::Test {
         mobile_search::table_info_make_id("idx", "db", "msg"), key.c_str());
   }
 
-  // The group holds exactly the model: each key's tag is found in its live
-  // document only, replaced contents are found nowhere, nothing else lives.
-  void expectModel() {
+  // The group holds exactly the model: one live document per key, holding
+  // the key's current tag, and nothing else live. With `purged` no posting
+  // of a deleted document is left either. One walk over the stored postings
+  // (a lookup scans the unsorted file); every `stride`-th key is also
+  // searched for.
+  void expectModel(bool purged = false, size_t stride = 1) {
     ASSERT_NE(nullptr, gs_->getIndexMgr());
-    std::map<std::string, std::multiset<std::string>> holders;
-    for (const auto& kv : model_) holders[kv.second].insert(kv.first);
-    for (const auto& h : holders) EXPECT_EQ(h.second, LiveHolders(gs_, h.first)) << h.first;
-    for (const std::string& tag : gone_) {
-      if (holders.count(tag) == 0) {
-        EXPECT_TRUE(LiveHolders(gs_, tag).empty()) << tag;
+    DocIdManager* docs = gs_->getIndexMgr()->doc_mgr;
+    mobile_search::BlockFiles* store = gs_->getIndexMgr()->index_mgr->getStore();
+    std::map<unsigned int, std::set<unsigned int>> signs;  // doc id -> term signs
+    for (int f = 0; f < store->blockNumber(); ++f) {
+      unsigned int len = 0;
+      const auto* base = static_cast<const unsigned char*>(store->getBlockAddress(f, len));
+      ASSERT_NE(nullptr, base);
+      for (unsigned int off = 0; off + 11 <= len; off += 11) {
+        const auto* rec = reinterpret_cast<const mobile_search::_idx2_unit_t*>(base + off);
+        if (purged) {
+          ASSERT_EQ(0, docs->isDocidDel(rec->docid())) << rec->docid();
+        }
+        signs[rec->docid()].insert(rec->sign());
       }
     }
-    EXPECT_EQ(model_.size(), LiveCount(gs_));
+    std::map<std::string, std::string> live;  // key -> its tag, when its document holds it
+    for (unsigned int d = 0; d < docs->getDocNumber(); ++d) {
+      mobile_search::StringBuffer key;
+      if (docs->isDocidDel(d) != 0) continue;
+      ASSERT_EQ(0, docs->getPKey(static_cast<int>(d), &key)) << d;
+      auto it = model_.find(key.data);
+      bool holds = it != model_.end() && signs[d].count(Sign(it->second)) == 1;
+      EXPECT_TRUE(live.emplace(key.data, holds ? it->second : "?").second) << key.data;
+    }
+    EXPECT_EQ(model_, live);
+    size_t n = 0;
+    for (const auto& kv : model_) {
+      if (n++ % stride != 0) continue;
+      EXPECT_EQ(std::vector<std::string>{kv.first}, Found(gs_, kv.second)) << kv.first;
+    }
   }
   void reopen() {
     ASSERT_EQ(0, gs_->close());
@@ -185,7 +171,7 @@ class GroupFixture : public ::testing::Test {
   GroupSearcher* gs_ = nullptr;
   StagedSearcher* staged_ = nullptr;
   std::map<std::string, std::string> model_;
-  std::set<std::string> gone_;
+  std::string words_;  // appended to the titles put() writes
 };
 
 }  // namespace ks_test
