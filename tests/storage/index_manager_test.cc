@@ -1,12 +1,14 @@
 #include "storage/index_manager.h"
 
 #include <algorithm>
+#include <cstring>
 #include <map>
 #include <random>
 #include <string>
 #include <tuple>
 #include <vector>
 
+#include "foundation/hash.h"
 #include "gtest/gtest.h"
 #include "storage/doc_id_manager.h"
 #include "test_util.h"
@@ -184,14 +186,22 @@ TEST(IndexManagerTest, ValidityCallbackFieldFilterAndCursorOperations) {
   EXPECT_EQ(-1, closed.open(dir.file("plain").c_str(), "allin"));
 }
 
-TEST(IndexManagerTest, CompactionStepsCopyLiveRenumberedPostingsAndCarryOverNewOnes) {
+// Both compaction steps over one group: documents 0-4 form the snapshot and
+// 1 and 3 are deleted before it is copied; 5-7 arrive meanwhile and 2 is
+// deleted, which the second step carries over from the live group and log.
+TEST(IndexManagerTest, CompactionCopiesSurvivorsRenumberedAndCarriesOverLaterChanges) {
   ks_test::TempDir dir;
-  DocIdManager docs;
+  DocIdManager docs, docsCopy;
+  IndexManager live, copy;
   ASSERT_EQ(0, docs.open(dir.file("live").c_str()));
-  IndexManager live;
   ASSERT_EQ(0, live.open(dir.file("live").c_str(), "allin"));
+  ASSERT_EQ(0, docsCopy.open(dir.file("copy").c_str()));
+  ASSERT_EQ(0, copy.open(dir.file("copy").c_str(), "allin"));
+  docsCopy.setAutoSave(false);
+  copy.setAutoSave(false);
+  const char* keys[] = {"k0", "k1", "a-long-key-2", "k3", "k4", "k5", "k6", "a-long-key-7"};
   for (int d = 0; d < 8; ++d) {
-    ASSERT_EQ(d, docs.addPKey(1, ("k" + std::to_string(d)).c_str(), 1, 0));
+    ASSERT_EQ(d, docs.addPKey(3, keys[d], 10 + d, crc32(keys[d], static_cast<unsigned int>(strlen(keys[d])), 0)));
     live.addTerm(500, d, 0, 3, 1);
     live.addTerm(600 + d % 2, d, 1, 4, 2);
   }
@@ -199,30 +209,50 @@ TEST(IndexManagerTest, CompactionStepsCopyLiveRenumberedPostingsAndCarryOverNewO
   docs.delDocid(3);
   BinarySet removed;
   docs.getAllDelDocid(&removed);
+  auto key = [](DocIdManager& m, int id) {
+    _str_buffer_t* buf = str_buffer_create(16);
+    std::string s = m.getPKey(id, buf) == 0 ? std::string(buf->data, static_cast<size_t>(buf->len)) : "<none>";
+    str_buffer_free(buf);
+    return s;
+  };
+  auto postings = [](IndexManager& idx, unsigned int sign) {
+    IndexTerm t(sign, 0, nullptr, nullptr, nullptr);
+    EXPECT_EQ(0, idx.getTerm(sign, &t, -1));
+    return FromTerm(t);
+  };
 
-  IndexManager copy;
-  ASSERT_EQ(0, copy.open(dir.file("copy").c_str(), "allin"));
-  copy.setAutoSave(false);
-  // Snapshot: 5 documents; 5..7 arrive "during" compaction.
+  ASSERT_EQ(0, docs.copyBlock(&docsCopy, 5, &docs));
   ASSERT_EQ(0, live.copy_block(&copy, static_cast<int>(live.get_max_pos()), 5, &removed, &docs));
-  IndexTerm t500(500, 0, nullptr, nullptr, nullptr);
-  copy.getTerm(500, &t500, -1);
-  EXPECT_EQ(Flat({{0, 0, 3, 1}, {1, 0, 3, 1}, {2, 0, 3, 1}}), FromTerm(t500));
+  ASSERT_EQ(3u, docsCopy.getDocNumber());
+  EXPECT_EQ("k0", key(docsCopy, 0));
+  EXPECT_EQ("a-long-key-2", key(docsCopy, 1));
+  EXPECT_EQ("k4", key(docsCopy, 2));
+  EXPECT_EQ(Flat({{0, 0, 3, 1}, {1, 0, 3, 1}, {2, 0, 3, 1}}), postings(copy, 500));
 
+  docs.delDocid(2);
+  _DArray* log = darray_create(nullptr, false);
+  for (unsigned long long v : {5ull, 2ull, 2ull, 1ull, 6ull, 4ull, 7ull, 2ull}) darray_append(log, v);
   BinarySet keep;
   keep.add(5);
   keep.add(7);
+  ASSERT_EQ(0, docsCopy.composeByLog(&docs, 5, log, &keep, &removed));
+  darray_destroy(log);
   ASSERT_EQ(0, copy.compose_rest_by_log(&live, 5, static_cast<int>(live.get_max_pos()), &keep, 3));
-  IndexTerm t601(601, 0, nullptr, nullptr, nullptr);
-  copy.getTerm(601, &t601, -1);
-  // Old 5 and 7 become 3 and 4; 6 was not kept, and 1 and 3 were deleted.
-  EXPECT_EQ(Flat({{3, 1, 4, 2}, {4, 1, 4, 2}}), FromTerm(t601));
+  // Old 5 and 7 become 3 and 4; 6 was not kept; old 2 is now 1, deleted.
+  ASSERT_EQ(5u, docsCopy.getDocNumber());
+  EXPECT_EQ("k5", key(docsCopy, 3));
+  EXPECT_EQ("a-long-key-7", key(docsCopy, 4));
+  EXPECT_EQ(4, docsCopy.getDocid(3, "a-long-key-7"));
+  EXPECT_EQ(1, docsCopy.isDocidDel(1));
+  EXPECT_EQ(0, docsCopy.isDocidDel(2));
+  EXPECT_EQ(Flat({{3, 1, 4, 2}, {4, 1, 4, 2}}), postings(copy, 601));
   copy.close();
 
   IndexManager reopened;
   ASSERT_EQ(0, reopened.open(dir.file("copy").c_str(), "allin"));
   EXPECT_EQ(3u + 3u + 2u + 2u, reopened.get_max_pos());
   EXPECT_EQ(1, live.copy_block(nullptr, 1, 1, nullptr, nullptr));
+  EXPECT_EQ(1, docs.copyBlock(nullptr, 5, &docs));
 }
 
 }  // namespace
