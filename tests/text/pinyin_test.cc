@@ -126,16 +126,14 @@ TEST(Pinyin, Utf8ToPinyin) {
 }
 
 TEST(Pinyin, Hz2pyGivesOneReading) {
-  EXPECT_EQ("zhong", Hz2py("中", 3));
-  EXPECT_EQ("zhong", Hz2py("中国", 3));  // only the first three bytes count
-  EXPECT_EQ("chang", Hz2py("长", 3));
-  EXPECT_EQ("xing", Hz2py("行", 3));
-  EXPECT_EQ("yu", Hz2py("龥", 3));         // not a common character
+  // Only the first three bytes count; 龥 is not a common character; kana and
+  // 兙 have no Mandarin reading.
+  const char* const cases[][2] = {{"中", "zhong"}, {"中国", "zhong"}, {"长", "chang"},
+                                  {"行", "xing"},  {"龥", "yu"},      {"か", "<null>"},
+                                  {"兙", "<null>"}, {"", "<null>"}};
+  for (const auto& c : cases) EXPECT_EQ(c[1], Hz2py(c[0], 3)) << c[0];
   EXPECT_EQ("<null>", Hz2py("中", 6));
   EXPECT_EQ("<null>", Hz2py("中", 2));
-  EXPECT_EQ("<null>", Hz2py("か", 3));     // kana: no pinyin
-  EXPECT_EQ("<null>", Hz2py("兙", 3));     // Han without a Mandarin reading
-  EXPECT_EQ("<null>", Hz2py("", 3));
   EXPECT_EQ("<null>", Hz2py(nullptr, 3));
 
   char* s = hz2pyConvertSingle("乐", 3);
@@ -174,14 +172,12 @@ TEST(Pinyin, SyllableChecks) {
     const char* s;
     bool ok;
   } const utf8[] = {
-      {"", true},
-      {"plain ascii", true},
-      {"中文é", true},
-      {"\xFF", false},
-      {"\x80" "abc", false},
+      {"", true}, {"plain ascii", true}, {"中文é", true}, {"\xFF", false}, {"\x80" "abc", false},
       {"\xE4\x41\xAD", false},
-      {"abcdefghijklmnopqrs\xE4\xB8", true},          // cut by the end of the text
-      {"abcdefghijklmnopqrst\xFF" "abcd", true},      // 21st byte not examined
+      // Only the first 20 bytes are examined, and a character cut by the end
+      // of the text passes.
+      {"abcdefghijklmnopqrs\xE4\xB8", true},
+      {"abcdefghijklmnopqrst\xFF" "abcd", true},
       {"abcdefghijklmnopqrs\xFF" "abcde", false},
       {"abcdefghijklmnopqr\xE4\x41", false},
   };
