@@ -31,7 +31,8 @@ using mobile_search::ConfigManager;
 using mobile_search::DocIdManager;
 using mobile_search::GroupSearcher;
 
-inline std::string Key(int i) { return "k" + std::to_string(i); }
+// Every third key is too long to be stored inline with its document.
+inline std::string Key(int i) { return "k" + std::to_string(i) + (i % 3 ? "" : "-long-key"); }
 inline std::string Tag(int i, int version) {
   return "t" + std::to_string(i) + "x" + std::to_string(version);
 }
