@@ -27,9 +27,7 @@ TableInfoPtr MakeTable(const char* table, const char* fields, int field_num) {
 
 struct Entry {
   const char* key;
-  unsigned char weight;
-  unsigned char field;
-  unsigned char doc;
+  unsigned char weight, field, doc;
   const char* group;
 };
 
@@ -41,67 +39,57 @@ void Fill(TableResult* t, const std::vector<Entry>& entries) {
   }
 }
 
+// A new table result of `r` describing `info`, holding `entries`.
+void AddTable(SearchResult* r, table_info_t* info, const std::vector<Entry>& entries, int found) {
+  TableResult* t = r->createTableResult();
+  t->readTableInfo(info);
+  Fill(t, entries);
+  t->sumDocFound(found);
+}
+
 // "key/field/weight/group" per entry, in order.
 std::string Dump(const TableResult& t) {
   std::string out;
   for (int i = 0; i < t.getCount(); ++i) {
-    if (i) out += " ";
-    out += t.getPkey(i)->data;
-    out += "/" + std::to_string(t.getFieldId(i)) + "/" +
-           std::to_string(t.getWeight(i)) + "/" + t.getGroupName(i);
+    out += (i ? " " : "") + std::string(t.getPkey(i)->data) + "/" +
+           std::to_string(t.getFieldId(i)) + "/" + std::to_string(t.getWeight(i)) + "/" +
+           t.getGroupName(i);
   }
   return out;
 }
 
-std::string Json(const SearchResult& r) {
-  std::unique_ptr<StringBuffer> text(r.serialize());
-  return text ? std::string(text->data, text->len) : std::string("<null>");
-}
-
-TEST(SearchResultJson, ExactTextForTablesWithAndWithoutDocuments) {
+TEST(SearchResultJson, ExactTextRawStringsAndEmptyEntries) {
   TableInfoPtr msg = MakeTable("message", "name,content,uin", 3);
   TableInfoPtr contact = MakeTable("contact", "nick", 1);
+  TableInfoPtr odd = MakeTable("t", "f", 1);
   SearchResult result(true);
-  EXPECT_EQ("<null>", Json(result));  // no table result at all
+  EXPECT_EQ(nullptr, std::unique_ptr<StringBuffer>(result.serialize()).get());  // no table
 
-  TableResult* t1 = result.createTableResult();
-  t1->readTableInfo(msg.get());
-  Fill(t1, {{"k1", 180, 0, 7, "default"}, {"k22", 60, 1, 9, "g2"}});
-  t1->sumDocFound(5);
-  TableResult* t2 = result.createTableResult();
-  t2->readTableInfo(contact.get());
-  t2->sumDocFound(3);  // found, but none on this page
-
+  AddTable(&result, msg.get(), {{"k1", 180, 0, 7, "default"}, {"k22", 60, 1, 9, "g2"}}, 5);
+  AddTable(&result, contact.get(), {}, 3);  // found, but none on this page
+  // Strings are not escaped; an empty key or group vanishes with its
+  // separator, so a last empty entry leaves a trailing comma.
+  AddTable(&result, odd.get(),
+           {{"", 1, 0, 1, "default"}, {"a\"b", 2, 0, 2, "default"}, {"", 3, 0, 3, ""}}, 0);
+  std::unique_ptr<StringBuffer> json(result.serialize());
+  ASSERT_NE(nullptr, json);
   EXPECT_EQ(
       "{\"all_result\":["
       "{\"table_name\":\"message\",\"db_name\":\"chat.db\",\"key_field\":\"msg_id\","
-      "\"docs_found\":5,\"docs_return\":2,\"field_num\":3,"
-      "\"field_list\":\"name,content,uin\","
+      "\"docs_found\":5,\"docs_return\":2,\"field_num\":3,\"field_list\":\"name,content,uin\","
       "\"pkey_arr\":[\"k1\",\"k22\"],\"offset_arr\":[7,9],\"field_id_arr\":[0,1],"
       "\"weight_arr\":[180,60],\"group_arr\":[\"default\",\"g2\"]},"
       "{\"table_name\":\"contact\",\"db_name\":\"chat.db\",\"key_field\":\"msg_id\","
-      "\"docs_found\":3,\"docs_return\":0,\"field_num\":1,\"field_list\":\"nick\"}"
+      "\"docs_found\":3,\"docs_return\":0,\"field_num\":1,\"field_list\":\"nick\"},"
+      "{\"table_name\":\"t\",\"db_name\":\"chat.db\",\"key_field\":\"msg_id\","
+      "\"docs_found\":0,\"docs_return\":3,\"field_num\":1,\"field_list\":\"f\","
+      "\"pkey_arr\":[\"a\"b\",],\"offset_arr\":[1,2,3],\"field_id_arr\":[0,0,0],"
+      "\"weight_arr\":[1,2,3],\"group_arr\":[\"default\",\"default\",]}"
       "]}",
-      Json(result));
-  EXPECT_EQ(msg->table_id, t1->getTableMD5());
+      std::string(json->data, json->len));
 }
 
-TEST(SearchResultJson, StringsAreWrittenRawAndEmptyEntriesDropTheirSeparator) {
-  TableInfoPtr info = MakeTable("t", "f", 1);
-  SearchResult result(true);
-  TableResult* t = result.createTableResult();
-  t->readTableInfo(info.get());
-  Fill(t, {{"", 1, 0, 1, "default"}, {"a\"b", 2, 0, 2, "default"},
-           {"", 3, 0, 3, ""}});
-  const std::string json = Json(result);
-  // The first empty key vanishes whole; the last leaves a trailing comma;
-  // the quote inside a key is not escaped.
-  EXPECT_NE(std::string::npos, json.find("\"pkey_arr\":[\"a\"b\",]"));
-  EXPECT_NE(std::string::npos, json.find("\"group_arr\":[\"default\",\"default\",]"));
-  EXPECT_NE(std::string::npos, json.find("\"docs_return\":3"));
-}
-
-TEST(TableResultMerge, DuplicateKeysKeepTheBetterHit) {
+TEST(TableResultMerge, DuplicateKeysKeepTheBetterHitThenMergeByWeight) {
   TableResult mine(true), theirs(true);
   Fill(&mine, {{"low_field", 50, 2, 1, "new"},
                {"weight", 50, 1, 2, "new"},
@@ -109,31 +97,24 @@ TEST(TableResultMerge, DuplicateKeysKeepTheBetterHit) {
                {"only_mine", 40, 0, 4, "new"}});
   Fill(&theirs, {{"weight", 90, 1, 6, "old"},      // same field, higher weight
                  {"tie", 70, 1, 7, "old"},         // full tie: mine stays
-                 {"only_theirs", 30, 3, 8, "old"},
+                 {"only_theirs", 40, 3, 8, "old"},
                  {"low_field", 10, 0, 5, "old"}});  // lower field wins
   mine.sumDocFound(4);
   theirs.sumDocFound(4);
 
   EXPECT_EQ(3, mine.filterSamePkeyInTableResult(&theirs));
   EXPECT_EQ("tie/1/70/new only_mine/0/40/new", Dump(mine));
-  EXPECT_EQ("weight/1/90/old only_theirs/3/30/old low_field/0/10/old", Dump(theirs));
+  EXPECT_EQ("weight/1/90/old only_theirs/3/40/old low_field/0/10/old", Dump(theirs));
   EXPECT_EQ(2, mine.getDocsFound());    // two of mine removed
   EXPECT_EQ(3, theirs.getDocsFound());  // one of theirs removed
 
+  // Equal weights keep this result's entries first; ids travel along.
   EXPECT_EQ(3, mine.mergeAndSortTableResult(&theirs));
-  EXPECT_EQ(
-      "weight/1/90/old tie/1/70/new only_mine/0/40/new "
-      "only_theirs/3/30/old low_field/0/10/old",
-      Dump(mine));
-}
-
-TEST(TableResultMerge, EqualWeightsKeepExistingEntriesFirstAndDocIdsShrinkToAByte) {
-  TableResult mine(true), theirs(true);
-  Fill(&mine, {{"a", 60, 0, 1, "g"}, {"b", 20, 0, 2, "g"}});
-  Fill(&theirs, {{"c", 60, 0, 200, "h"}, {"d", 20, 0, 3, "h"}, {"e", 5, 0, 4, "h"}});
-  mine.mergeAndSortTableResult(&theirs);
-  EXPECT_EQ("a/0/60/g c/0/60/h b/0/20/g d/0/20/h e/0/5/h", Dump(mine));
-  EXPECT_EQ(200, mine.getDocId(1));
+  EXPECT_EQ("weight/1/90/old tie/1/70/new only_mine/0/40/new only_theirs/3/40/old "
+            "low_field/0/10/old",
+            Dump(mine));
+  EXPECT_EQ(6, mine.getDocId(0));
+  EXPECT_EQ(8, mine.getDocId(3));
   EXPECT_EQ(nullptr, mine.getPkey(5));
   EXPECT_EQ(-1, mine.deleteDoc(5));
 }
@@ -142,41 +123,26 @@ TEST(SearchResultMerge, SameTablesMergeOtherTablesMoveAndEmptyResultsAreIgnored)
   TableInfoPtr a = MakeTable("a", "f", 1);
   TableInfoPtr b = MakeTable("b", "f", 1);
   SearchResult running(true);
-  TableResult* ra = running.createTableResult();
-  ra->readTableInfo(a.get());
-  Fill(ra, {{"k1", 90, 0, 1, "g2"}, {"k2", 40, 0, 2, "g2"}});
-  ra->sumDocFound(2);
+  AddTable(&running, a.get(), {{"k1", 90, 0, 1, "g2"}, {"k2", 40, 0, 2, "g2"}}, 2);
   running.sumDocsFound(2);
 
-  {
-    // A part whose total is 0 is not merged, whatever it holds.
-    SearchResult empty(false);
-    TableResult* eb = empty.createTableResult();
-    eb->readTableInfo(b.get());
-    Fill(eb, {{"x", 1, 0, 1, "default"}});
-    running.mergeResult(&empty);
-    EXPECT_EQ(1, running.getTableCount());
-  }
+  // A part whose total is 0 is not merged, whatever it holds.
+  SearchResult empty(false);
+  AddTable(&empty, b.get(), {{"x", 1, 0, 1, "default"}}, 1);
+  running.mergeResult(&empty);
+  EXPECT_EQ(1, running.getTableCount());
 
   auto part = std::make_unique<SearchResult>(false);
-  TableResult* pa = part->createTableResult();
-  pa->readTableInfo(a.get());
-  Fill(pa, {{"k2", 70, 0, 12, "default"}, {"k3", 50, 0, 13, "default"}});
-  pa->sumDocFound(2);
-  TableResult* pb = part->createTableResult();
-  pb->readTableInfo(b.get());
-  Fill(pb, {{"k9", 30, 0, 19, "default"}});
-  pb->sumDocFound(1);
+  AddTable(part.get(), a.get(), {{"k2", 70, 0, 12, "default"}, {"k3", 50, 0, 13, "default"}}, 2);
+  AddTable(part.get(), b.get(), {{"k9", 30, 0, 19, "default"}}, 1);
   part->sumDocsFound(3);
-
   running.mergeResult(part.get());
   part.reset();  // the moved table must survive its former owner
 
-  EXPECT_EQ(2, running.getTableCount());
+  ASSERT_EQ(2, running.getTableCount());
   EXPECT_EQ(4, running.getDocsFound());  // 2 + 3 - one duplicate
   ASSERT_EQ(a->table_id, running.getTableResult(0)->getTableMD5());
-  EXPECT_EQ("k1/0/90/g2 k2/0/70/default k3/0/50/default",
-            Dump(*running.getTableResult(0)));
+  EXPECT_EQ("k1/0/90/g2 k2/0/70/default k3/0/50/default", Dump(*running.getTableResult(0)));
   // 2 own + 2 returned by the part - 1 duplicate removed from each side.
   EXPECT_EQ(2, running.getTableResult(0)->getDocsFound());
   EXPECT_EQ("k9/0/30/default", Dump(*running.getTableResult(1)));
@@ -185,10 +151,8 @@ TEST(SearchResultMerge, SameTablesMergeOtherTablesMoveAndEmptyResultsAreIgnored)
   // The scan for a matching table goes on from where the previous table of
   // the part was found: a part listing b before a gets a second table a.
   SearchResult reversed(false);
-  Fill(reversed.createTableResult(), {{"k8", 20, 0, 18, "old"}});
-  reversed.getTableResult(0)->readTableInfo(b.get());
-  Fill(reversed.createTableResult(), {{"k7", 10, 0, 17, "old"}});
-  reversed.getTableResult(1)->readTableInfo(a.get());
+  AddTable(&reversed, b.get(), {{"k8", 20, 0, 18, "old"}}, 0);
+  AddTable(&reversed, a.get(), {{"k7", 10, 0, 17, "old"}}, 0);
   reversed.sumDocsFound(2);
   running.mergeResult(&reversed);
   ASSERT_EQ(3, running.getTableCount());

@@ -1,8 +1,14 @@
 // The search engine end to end through Searcher, on a real root directory:
 // an index "chat" over two tables with a pinyin name field, a text field, a
-// no-token field and a profile field. JSON texts are compared whole.
+// no-token field and a profile field. JSON texts are compared whole; a
+// random run is compared with a model of the live rows.
+#include <algorithm>
 #include <cstdlib>
+#include <iterator>
+#include <map>
 #include <memory>
+#include <random>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -366,24 +372,145 @@ TEST_F(SearcherTest, QueryStringLanguage) {
   const std::string expected = Search("张三");
   ASSERT_NE("<null>", expected);
   const char* same[] = {
-      "index_name=chat&query=张三",
-      "&&index_name=chat&&&query=张三&",
+      "index_name=chat&query=张三", "&&index_name=chat&&&query=张三&",
       "index_name=other&query=x&index_name=chat&query=张三",  // last one wins
       "junk&unknown=1&index_name=chat&query=张三",
       "query=张三&index_name=chat&start=zero",  // atoi("zero") is 0
-      "query=张三&index_name=chat&start=0&num=10&field_name=",
-  };
+      "query=张三&index_name=chat&start=0&num=10&field_name="};
   for (const char* q : same) EXPECT_EQ(expected, Take(searcher_.doSearch(q))) << q;
   const char* none[] = {
       "", "query=张三", "index_name=chat", "index_name=chat&query=", "index_name=&query=张三",
       "=&==&&=", "Index_Name=chat&query=张三", "index_name chat&query=张三",
       "index_name=chat&query=张三&num=ten",  // atoi gives 0: nothing returned
-      "index_name=chat&query=张三&field_name=content=x",
-      "index_name=chat&query=张三&start=-5&num=-1",
-      "index_name=chat&query=a=b",  // the query is "a=b", which nothing matches
-  };
+      "index_name=chat&query=张三&field_name=content=x", "index_name=chat&query=张三&start=-5&num=-1",
+      "index_name=chat&query=a=b"};  // the query is "a=b", which nothing matches
   for (const char* q : none) EXPECT_EQ("<null>", Take(searcher_.doSearch(q))) << q;
   EXPECT_EQ(nullptr, searcher_.doSearch(static_cast<const char*>(nullptr)));
+}
+
+struct Row {
+  std::string table, name, content;
+};
+
+std::vector<std::string> Words(const std::string& text) {
+  std::istringstream in(text);
+  return {std::istream_iterator<std::string>(in), std::istream_iterator<std::string>()};
+}
+
+bool FieldHolds(const std::string& field, const std::vector<std::string>& prefixes) {
+  const std::vector<std::string> words = Words(field);
+  return std::all_of(prefixes.begin(), prefixes.end(), [&words](const std::string& p) {
+    return std::any_of(words.begin(), words.end(),
+                       [&p](const std::string& w) { return w.compare(0, p.size(), p) == 0; });
+  });
+}
+
+// Sorted "table/key" of every expected hit.
+std::vector<std::string> Expected(const std::map<std::string, Row>& rows,
+                                  const std::vector<std::string>& prefixes) {
+  std::vector<std::string> out;
+  for (const auto& [key, row] : rows) {
+    const int fields = FieldHolds(row.name, prefixes) + FieldHolds(row.content, prefixes);
+    // One word is one term (one hit per row); several terms give one hit per
+    // field that holds them all.
+    const int hits = prefixes.size() == 1 ? (fields > 0) : fields;
+    for (int i = 0; i < hits; ++i) out.push_back(row.table + "/" + key);
+  }
+  std::sort(out.begin(), out.end());
+  return out;
+}
+
+// Sorted "table/key" of every returned key, and the sum of found counts.
+std::vector<std::string> Returned(const std::string& json, int* found) {
+  std::vector<std::string> out;
+  *found = 0;
+  size_t at = 0;
+  while ((at = json.find("{\"table_name\":\"", at)) != std::string::npos) {
+    at += 15;
+    const std::string table = json.substr(at, json.find('"', at) - at);
+    const size_t docs = json.find("\"docs_found\":", at);
+    *found += atoi(json.c_str() + docs + 13);
+    const size_t next = json.find("{\"table_name\":\"", at);
+    size_t keys = json.find("\"pkey_arr\":[", at);
+    if (keys == std::string::npos || keys > next) continue;
+    keys += 12;
+    const size_t end = json.find(']', keys);
+    std::string list = json.substr(keys, end - keys);
+    std::replace(list.begin(), list.end(), ',', ' ');
+    for (const std::string& quoted : Words(list)) {
+      out.push_back(table + "/" + quoted.substr(1, quoted.size() - 2));
+    }
+  }
+  std::sort(out.begin(), out.end());
+  return out;
+}
+
+// Up to `max_words` words of one to four letters out of "abc", some upper case.
+std::string RandomText(std::mt19937& rng, int max_words) {
+  std::string text;
+  for (int w = 1 + static_cast<int>(rng() % max_words); w > 0; --w) {
+    for (int len = 1 + static_cast<int>(rng() % 4); len > 0; --len) {
+      const char letter = static_cast<char>('a' + rng() % 3);
+      text += rng() % 4 ? letter : static_cast<char>(toupper(letter));
+    }
+    if (w > 1) text += ' ';
+  }
+  return text;
+}
+
+std::string Lower(std::string s) {
+  for (char& c : s) c = static_cast<char>(tolower(static_cast<unsigned char>(c)));
+  return s;
+}
+
+// Random adds, changes and deletes against a plain model of the live rows,
+// queried with Latin prefixes whose matches are easy to state: a row is hit
+// once per field holding, for every query word, a word that begins with it
+// (ignoring case); profile fields are never searched.
+using SearcherModel = SearcherTest;
+
+TEST_F(SearcherModel, RandomChangesMatchAModelOfTheLiveRows) {
+  searcher_.setAutoSave("default", false);
+  std::mt19937 rng(2026);
+  std::map<std::string, Row> model;  // key -> live row, lower-cased texts
+  for (int step = 0; step < 400; ++step) {
+    const std::string key = "k" + std::to_string(rng() % 40);
+    const char* table = key.size() % 2 ? "message" : "contact";  // fixed per key
+    if (rng() % 5 == 0) {
+      ASSERT_EQ(0, searcher_.delDoc(kIndex, kDb, table, key.c_str()));
+      model.erase(key);
+    } else {
+      const std::string name = RandomText(rng, 2);
+      const std::string content = rng() % 3 ? RandomText(rng, 4) : "";
+      const std::string extra = RandomText(rng, 2);
+      ASSERT_EQ(0, Add(table, key.c_str(), name.c_str(), content.c_str(), "", extra.c_str()));
+      model[key] = {table, Lower(name), Lower(content)};
+    }
+    if (step % 20 != 19) continue;
+    for (int q = 0; q < 10; ++q) {
+      std::vector<std::string> prefixes = Words(Lower(RandomText(rng, 2)));
+      for (std::string& p : prefixes) p = p.substr(0, 1 + rng() % p.size());
+      std::sort(prefixes.begin(), prefixes.end());
+      prefixes.erase(std::unique(prefixes.begin(), prefixes.end()), prefixes.end());
+      std::string query;
+      for (const std::string& p : prefixes) query += (query.empty() ? "" : " ") + p;
+
+      const std::vector<std::string> expected = Expected(model, prefixes);
+      int found = 0;
+      ASSERT_EQ(expected, Returned(Search(query.c_str(), nullptr, 0, 65535), &found))
+          << "step " << step << " query " << query;
+      ASSERT_EQ(static_cast<int>(expected.size()), found) << query;
+
+      // A page returns its share of the hits; found counts still cover the
+      // tables that appear.
+      const int start = static_cast<int>(rng() % 6), num = 1 + static_cast<int>(rng() % 4);
+      const int total = static_cast<int>(expected.size());
+      const std::vector<std::string> paged = Returned(Search(query.c_str(), nullptr, start, num), &found);
+      ASSERT_EQ(std::min(num, std::max(0, total - start)), static_cast<int>(paged.size()))
+          << query << " start " << start << " num " << num;
+      ASSERT_TRUE(std::includes(expected.begin(), expected.end(), paged.begin(), paged.end()));
+    }
+  }
 }
 
 // Searches from two threads while a third adds rows: every search sees a
