@@ -1,21 +1,82 @@
-#include <gtest/gtest.h>
+// The tokenizers and the parser that drives them: token streams, field
+// postings and query term lists.
+#include "text/token_parser.h"
 
+#include <gtest/gtest.h>
+#include <stdio.h>
+#include <string.h>
+
+#include <algorithm>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "tests/text/token_expect.h"
+#include "foundation/hash.h"
+#include "foundation/logging.h"
+#include "storage/index_manager.h"
+#include "tests/test_util.h"
 #include "text/long_word_tokenizer.h"
 #include "text/short_word_tokenizer.h"
-#include "text/token_parser.h"
+#include "text/token_unit.h"
 
 namespace mobile_search {
 namespace {
 
-using ks_test::Actual;
-using ks_test::Expected;
-using ks_test::Term;
-using ks_test::TokenList;
+unsigned int SignOf(const char* text) { return idx_sign32(text, (unsigned int)strlen(text)); }
+
+// An owned token list.
+struct TokenList {
+  TokenList() : arr(darray_create(nullptr, false)) {}
+  ~TokenList() { darray_destroy(arr); }
+  TokenList(const TokenList&) = delete;
+  TokenList& operator=(const TokenList&) = delete;
+  std::vector<unsigned long long> slots() const {
+    std::vector<unsigned long long> out;
+    for (unsigned int i = 0; i < darray_length(arr); ++i) out.push_back(darray_get_by_index(arr, i));
+    return out;
+  }
+  std::vector<unsigned long long> signs() const {
+    std::vector<unsigned long long> out;
+    for (unsigned long long slot : slots()) out.push_back(slot & 0xFFFFFFFFu);
+    return out;
+  }
+  _DArray* arr;
+};
+
+// An expected token: its text, character count and match bits.
+struct Term {
+  const char* text;
+  int count;
+  int bits;
+};
+
+std::string Show(const std::string& text, int count, int bits) {
+  return text + "(" + std::to_string(count) + "," + std::to_string(bits) + ")";
+}
+
+// The tokens as readable strings ("ZH(1,6)"), each named after the expected
+// term with its sign; an unexpected sign shows as its hex value.
+std::vector<std::string> Describe(const TokenList& tokens, const std::vector<Term>& names) {
+  std::vector<std::string> out;
+  for (unsigned long long slot : tokens.slots()) {
+    const token_unit_t t = token_unpack(slot);
+    char name[16];
+    snprintf(name, sizeof(name), "#%08x", t.sign);
+    std::string text = name;
+    for (const Term& n : names) {
+      if (SignOf(n.text) == t.sign) text = n.text;
+    }
+    if ((slot >> 48) != 0) text += "+high";
+    out.push_back(Show(text, t.count, t.bits));
+  }
+  return out;
+}
+
+std::vector<std::string> Expected(const std::vector<Term>& terms) {
+  std::vector<std::string> out;
+  for (const Term& t : terms) out.push_back(Show(t.text, t.count, t.bits));
+  return out;
+}
 
 struct Case {
   const char* text;
@@ -70,22 +131,19 @@ void ExpectTokens(BaseTokenizer& tokenizer, const Case (&cases)[N]) {
   for (const Case& c : cases) {
     TokenList out;
     EXPECT_EQ(0, tokenizer.wordTokenizer(c.text, out.arr)) << c.text;
-    EXPECT_EQ(Expected(c.terms), Actual(out.arr, c.terms)) << c.text;
+    EXPECT_EQ(Expected(c.terms), Describe(out, c.terms)) << c.text;
   }
 }
 
-TEST(ShortWordTokenizer, NamesGiveSubstringsPinyinAndInitials) {
+TEST(ShortWordTokenizer, NamesGiveSubstringsPinyinAndInitialsOfTenCharacters) {
   TokenRules rules;
   ShortWordTokenizer tokenizer(&rules);
   ExpectTokens(tokenizer, kShortCases);
   TokenList out;
   EXPECT_EQ(0, tokenizer.wordTokenizer(nullptr, out.arr));
-  EXPECT_EQ(0u, out.size());
-}
+  EXPECT_TRUE(out.slots().empty());
 
-TEST(ShortWordTokenizer, OnlyTheFirstTenCharactersOfANameCount) {
-  TokenRules rules;
-  ShortWordTokenizer tokenizer(&rules);
+  // Only the first ten characters of a name count.
   TokenList twelve, ten, substrings;
   ASSERT_EQ(0, tokenizer.wordTokenizer("一二三四五六七八九十百千", twelve.arr));
   ASSERT_EQ(0, tokenizer.wordTokenizer("一二三四五六七八九十", ten.arr));
@@ -96,15 +154,12 @@ TEST(ShortWordTokenizer, OnlyTheFirstTenCharactersOfANameCount) {
   str_buffer_free(word);
 }
 
-TEST(LongWordTokenizer, TextGivesCharactersPairsAndWholeRuns) {
+TEST(LongWordTokenizer, TextGivesCharactersPairsWholeRunsAndPrefixes) {
   TokenRules rules;
   LongWordTokenizer tokenizer(&rules);
   ExpectTokens(tokenizer, kLongCases);
-}
 
-TEST(BaseTokenizer, LatinWordsGiveAtMostTwentyPrefixes) {
-  TokenRules rules;
-  LongWordTokenizer tokenizer(&rules);
+  // Latin words give at most twenty prefixes.
   const std::string word = "abcdefghijklmnopqrstuvwxy";
   TokenList out;
   ASSERT_EQ(0, tokenizer.wordTokenizer(word.c_str(), out.arr));
@@ -112,7 +167,7 @@ TEST(BaseTokenizer, LatinWordsGiveAtMostTwentyPrefixes) {
   std::vector<std::string> texts;
   for (int n = 1; n <= 20; ++n) texts.push_back(std::string("ABCDEFGHIJKLMNOPQRSTUVWXY", n));
   for (int n = 1; n <= 20; ++n) terms.push_back({texts[n - 1].c_str(), n, 24});
-  EXPECT_EQ(Expected(terms), Actual(out.arr, terms));
+  EXPECT_EQ(Expected(terms), Describe(out, terms));
 
   // Case does not matter; a null word or list gives nothing.
   TokenList upper;
@@ -130,7 +185,7 @@ TEST(BaseTokenizer, LatinWordsGiveAtMostTwentyPrefixes) {
 TEST(TokenizerConcurrency, SharedParserGivesTheSameTokensOnEveryThread) {
   TokenParser parser;
   auto tokenizeAll = [&parser] {
-    std::vector<std::vector<unsigned int>> all;
+    std::vector<std::vector<unsigned long long>> all;
     for (const char* t : {"张三丰", "Hello 世界 123", "欧阳娜娜 Nana", "中华人民共和国万岁"}) {
       for (TokenStyle style : {TOKEN_STYLE_SHORT, TOKEN_STYLE_LONG}) {
         TokenList out;
@@ -150,6 +205,154 @@ TEST(TokenizerConcurrency, SharedParserGivesTheSameTokensOnEveryThread) {
   }
   for (std::thread& t : threads) t.join();
   EXPECT_EQ(std::vector<int>(4, 0), mismatches);
+}
+
+// A posting as (weight, match bits).
+typedef std::vector<std::pair<int, int>> P;
+
+std::string g_logged;
+int CaptureLog(const char* text) {
+  g_logged += text;
+  return 0;
+}
+
+class TokenParserTest : public ::testing::Test {
+ protected:
+  void SetUp() override { ASSERT_EQ(0, index_.open(dir_.path().c_str(), "idx")); }
+
+  // The postings of `term` for document `doc`, in file order.
+  P Postings(const char* term, unsigned int doc) {
+    IndexTerm t(SignOf(term), 0, nullptr, nullptr, nullptr);
+    index_.getTerm(SignOf(term), &t, -1);
+    P out;
+    for (int i = 0; i < t.getDocCount(); ++i) {
+      const doc_union_t u = t.getDoc(static_cast<unsigned int>(i));
+      if (u.docid() == doc) out.push_back({u.weight(), u.bits()});
+    }
+    return out;
+  }
+
+  ks_test::TempDir dir_;
+  IndexManager index_;
+  TokenParser parser_;
+};
+
+TEST_F(TokenParserTest, FieldPostingsMergeTermsAndWeighThem) {
+  // Long-text field: A occurs twice, w = 1 + 1 = 2 of 5 characters. Its
+  // bits: the pair merges to 1|16, then the last A's own 1|8 is merged in.
+  ASSERT_EQ(0, parser_.fieldTokenizer(1, 0, "a b a", false, false, true, &index_));
+  EXPECT_EQ(P({{8, 1 | 8 | 16}}), Postings("A", 1));
+  EXPECT_EQ(P({{4, 1 | 8}}), Postings("B", 1));
+  EXPECT_EQ(2u, index_.get_max_pos());
+
+  // Name field: every pinyin and substring term once per document.
+  ASSERT_EQ(0, parser_.fieldTokenizer(2, 1, "张三", true, false, true, &index_));
+  EXPECT_EQ(P({{20, 1 | 4 | 16}}), Postings("ZHANGSAN", 2));
+  EXPECT_EQ(P({{10, 4 | 16}}), Postings("ZHANG", 2));
+  EXPECT_EQ(P({{20, 1 | 16}}), Postings("张三", 2));
+  EXPECT_EQ(P({{10, 4 | 8}}), Postings("SAN", 2));
+  EXPECT_EQ(P(), Postings("SAN", 1));
+
+  // No-token field: whole words with their case, count = bytes.
+  ASSERT_EQ(0, parser_.fieldTokenizer(3, 2, "Hi There", false, true, true, &index_));
+  EXPECT_EQ(P({{5, 1}}), Postings("Hi", 3));
+  EXPECT_EQ(P({{12, 1}}), Postings("There", 3));
+  EXPECT_EQ(P(), Postings("HI", 3));
+  EXPECT_EQ(P(), Postings("H", 3));
+
+  // A word longer than the count byte holds counts 255, not its length
+  // modulo 256: 255 of 300 characters.
+  const std::string longWord(300, 'x');
+  ASSERT_EQ(0, parser_.fieldTokenizer(6, 2, longWord.c_str(), false, true, true, &index_));
+  EXPECT_EQ(P({{17, 1}}), Postings(longWord.c_str(), 6));
+
+  // Separators only: no token, no posting, still a success.
+  const unsigned int before = index_.get_max_pos();
+  EXPECT_EQ(0, parser_.fieldTokenizer(4, 0, " ,. ~", false, false, true, &index_));
+  EXPECT_EQ(before, index_.get_max_pos());
+  EXPECT_FALSE(index_.isAutoSave());  // left off for the owner to restore
+}
+
+TEST_F(TokenParserTest, LongBrokenAndRefusedValues) {
+  std::string value;
+  for (int i = 0; i < 1500; ++i) value += "中";
+  for (int i = 0; i < 500; ++i) value += "国";
+  ASSERT_EQ(0, parser_.fieldTokenizer(9, 0, value.c_str(), false, false, false, &index_));
+  EXPECT_TRUE(Postings("国", 9).empty());
+  EXPECT_TRUE(Postings("中国", 9).empty());
+  // 1,500 single tokens add up to 1500 mod 256 = 220, weighed against 2,000.
+  ASSERT_EQ(1u, Postings("中", 9).size());
+  EXPECT_EQ(2, Postings("中", 9)[0].first);
+
+  // A megabyte of mixed and broken text goes through without harm.
+  std::string big;
+  while (big.size() < (1u << 20)) big += "hello 世界 \xC3\xA9 \x80 😀 123 ";
+  EXPECT_EQ(0, parser_.fieldTokenizer(10, 0, big.c_str(), false, false, false, &index_));
+  EXPECT_EQ(0, parser_.fieldTokenizer(11, 0, big.c_str(), true, false, false, &index_));
+  EXPECT_EQ(0, parser_.fieldTokenizer(12, 0, big.c_str(), false, true, false, &index_));
+  EXPECT_EQ(1u, Postings("HELLO", 10).size());
+  EXPECT_TRUE(Postings("123", 10).empty());  // after the é everything is dropped
+
+  EXPECT_EQ(-1, parser_.fieldTokenizer(13, 0, "", false, false, false, &index_));
+  EXPECT_EQ(-1, parser_.fieldTokenizer(13, 0, nullptr, false, false, false, &index_));
+  EXPECT_EQ(-1, parser_.fieldTokenizer(13, 0, "abc", false, false, false, nullptr));
+
+  // A posting the index refuses fails the value, with a log line saying which.
+  IndexManager closed;
+  set_log_cb_func(CaptureLog);
+  g_logged.clear();
+  EXPECT_EQ(-1, parser_.fieldTokenizer(7, 0, "abc", false, false, true, &closed));
+  set_log_cb_func(nullptr);
+  EXPECT_EQ("docId:7 field_val:abc failed \n", g_logged);
+}
+
+std::vector<unsigned long long> Signs(std::vector<const char*> terms) {
+  std::vector<unsigned long long> out;
+  for (const char* t : terms) out.push_back(SignOf(t));
+  std::sort(out.begin(), out.end());
+  return out;
+}
+
+TEST(TokenParser, QueryTermLists) {
+  TokenParser parser;
+  struct {
+    const char* query;
+    std::vector<const char*> shortTerms, longTerms;
+  } const cases[] = {
+      {"zhangsan", {"ZHANGSAN"}, {"ZHANGSAN"}},
+      {"zs", {"ZS"}, {"ZS"}},
+      {"张三", {"张三"}, {"张", "三", "张三"}},
+      {"Tom 张三 7", {"TOM", "张三", "7"}, {"TOM", "张", "三", "张三", "7"}},
+      {"中华人民共",
+       {"中", "中华", "中华人", "中华人民", "华", "华人", "华人民", "华人民共", "人", "人民",
+        "人民共", "民", "民共", "共"},
+       {"中", "华", "人", "民", "共", "中华", "华人", "人民", "民共"}},
+      {", ;", {";"}, {";"}},
+      {"", {}, {}},
+  };
+  for (const auto& c : cases) {
+    TokenList shortList, longList;
+    EXPECT_EQ(0, parser.fillQueryArray(c.query, shortList.arr));
+    EXPECT_EQ(0, parser.fillQueryTokenArray(c.query, longList.arr));
+    EXPECT_EQ(Signs(c.shortTerms), shortList.slots()) << c.query;  // bare signs
+    EXPECT_EQ(Signs(c.longTerms), longList.signs()) << c.query;
+  }
+  EXPECT_EQ(-1, parser.fillQueryArray("x", nullptr));
+}
+
+TEST_F(TokenParserTest, NameQueriesMeetIndexedNames) {
+  ASSERT_EQ(0, parser_.fieldTokenizer(5, 0, "张三丰", true, false, true, &index_));
+  for (const char* query : {"zhangsan", "zs", "zsf", "zhang", "zhangsanf", "sanfeng", "张三",
+                            "三丰", "张", "ZhangSanFeng"}) {
+    TokenList terms;
+    ASSERT_EQ(0, parser_.fillQueryArray(query, terms.arr));
+    ASSERT_FALSE(terms.slots().empty()) << query;
+    for (unsigned int sign : terms.signs()) {
+      IndexTerm t(sign, 0, nullptr, nullptr, nullptr);
+      index_.getTerm(sign, &t, -1);
+      EXPECT_EQ(1, t.getDocCount()) << query;
+    }
+  }
 }
 
 }  // namespace
