@@ -19,7 +19,12 @@ class GroupSearcherTest : public GroupFixture {
   unsigned int postingCount() { return gs_->getIndexMgr()->index_mgr->get_max_pos(); }
 };
 
-TEST_F(GroupSearcherTest, UnchangedContentDoesNothingAndOldContentRevivesItsId) {
+int RecordTable(void* ctx, const char*, const char*, const char* table, int) {
+  static_cast<std::vector<std::string>*>(ctx)->push_back(table);
+  return 0;
+}
+
+TEST_F(GroupSearcherTest, DocumentsAreReplacedRevivedListedAndCleared) {
   put(1, 0);
   put(2, 0);
   const unsigned int postings = postingCount();
@@ -38,7 +43,6 @@ TEST_F(GroupSearcherTest, UnchangedContentDoesNothingAndOldContentRevivesItsId) 
   put(1, 0);  // back to the first content: that version lives again
   EXPECT_EQ(0, liveId(Key(1)));
   EXPECT_EQ(2, gs_->getIndexDeleteCount());
-  expectModel();
   // Database and table names are matched without regard to case.
   mobile_search::TableResult* listing = gs_->getTableRecord("idx", "DB", "Msg");
   ASSERT_NE(nullptr, listing);
@@ -46,6 +50,17 @@ TEST_F(GroupSearcherTest, UnchangedContentDoesNothingAndOldContentRevivesItsId) 
   for (int i = 0; i < listing->getCount(); ++i) keys.insert(listing->getPkey(i)->data);
   EXPECT_EQ((std::set<std::string>{Key(1), Key(2)}), keys);
   delete listing;
+
+  RegisterTable(mgr_, "other");
+  ASSERT_EQ(0, PutDoc(gs_, "c", "w3", "other"));
+  std::vector<std::string> calls;
+  EXPECT_EQ(0, gs_->clearDoc(&calls, "idx", "db", "OTHER", RecordTable));
+  expectModel();  // "msg" untouched
+  EXPECT_EQ(0, gs_->clearDoc(&calls, "idx", "", nullptr, RecordTable));  // every table
+  EXPECT_EQ((std::vector<std::string>{"other", "msg", "other"}), calls);
+  EXPECT_EQ(5, gs_->getIndexDeleteCount());
+  EXPECT_TRUE(gs_->getIndexMgr()->doc_mgr->isAutoSave());
+  EXPECT_EQ(-1, gs_->clearDoc(nullptr, "nosuch", "db", "msg", nullptr));
 }
 
 std::vector<std::string> g_logged;
@@ -79,25 +94,6 @@ TEST_F(GroupSearcherTest, FailuresAreLoggedAndAClosedGroupRefusesWork) {
   EXPECT_EQ(-1, gs_->delDoc("idx", "db", "msg", "k"));
   EXPECT_EQ(-1, gs_->getIndexDeleteCount());
   EXPECT_EQ(nullptr, gs_->getTableRecord("idx", "db", "msg"));
-}
-
-int RecordTable(void* ctx, const char*, const char*, const char* table, int) {
-  static_cast<std::vector<std::string>*>(ctx)->push_back(table);
-  return 0;
-}
-
-TEST_F(GroupSearcherTest, ClearDocDeletesMatchingTablesAndReportsEach) {
-  RegisterTable(mgr_, "other");
-  put(1, 0);
-  ASSERT_EQ(0, PutDoc(gs_, "c", "w3", "other"));
-  std::vector<std::string> calls;
-  EXPECT_EQ(0, gs_->clearDoc(&calls, "idx", "db", "OTHER", RecordTable));
-  expectModel();  // "msg" untouched
-  EXPECT_EQ(0, gs_->clearDoc(&calls, "idx", "", nullptr, RecordTable));  // every table
-  EXPECT_EQ((std::vector<std::string>{"other", "msg", "other"}), calls);
-  EXPECT_EQ(2, gs_->getIndexDeleteCount());
-  EXPECT_TRUE(gs_->getIndexMgr()->doc_mgr->isAutoSave());
-  EXPECT_EQ(-1, gs_->clearDoc(nullptr, "nosuch", "db", "msg", nullptr));
 }
 
 TEST_F(GroupSearcherTest, GroupsKeepTheirDirectoryAndSettingAndTheManagerOpensEachOnce) {
