@@ -38,6 +38,11 @@ TEST(Logging, ChannelsDeliverOnceInstalledAndTheLevelledOneHonoursTheThreshold) 
   log_level_printf(SEARCH_LOG_ERROR, "%s \n", "dropped");
   set_log_cb_func(plain_sink);
   set_log_level_func(level_sink);
+  // A null format is ignored; called through pointers, which carry no format checking.
+  void (*plain)(const char*, ...) = log_printf;
+  void (*levelled)(SEARCH_LOG_LEVEL, const char*, ...) = log_level_printf;
+  plain(nullptr);
+  levelled(SEARCH_LOG_ERROR, nullptr);
   log_printf("%s \n", "fixed text");
   log_printf("open %s failed: %d", "/x", -1);
   log_printf("%s", std::string(2000, 'z').c_str());  // cut to the buffer
