@@ -58,7 +58,8 @@ TEST(TokenRules, Utf8DecodingIsStrictAboutTwoByteCharacters) {
   EXPECT_EQ(0, TokenRules::utf8ToUnicode("a", 0, nullptr));
 
   // Encoding round-trips through the decoder for every length it decodes.
-  for (unsigned long long v : {0x41ULL, 0x100ULL, 0xFFFFULL, 0x10FFFFULL, 0x3FFFFFFULL, 0x7FFFFFFFULL}) {
+  for (unsigned long long v : {0x41ULL, 0x100ULL, 0xFFFFULL, 0x10FFFFULL, 0x3FFFFFFULL,
+                               0x7FFFFFFFULL}) {
     char buf[8] = {0};
     const int n = TokenRules::unicodeToUtf8(v, buf, sizeof(buf));
     unsigned long long back = 0;

@@ -32,7 +32,9 @@ struct TokenList {
   TokenList& operator=(const TokenList&) = delete;
   std::vector<unsigned long long> slots() const {
     std::vector<unsigned long long> out;
-    for (unsigned int i = 0; i < darray_length(arr); ++i) out.push_back(darray_get_by_index(arr, i));
+    for (unsigned int i = 0; i < darray_length(arr); ++i) {
+      out.push_back(darray_get_by_index(arr, i));
+    }
     return out;
   }
   std::vector<unsigned long long> signs() const {
