@@ -9,6 +9,7 @@
 namespace mobile_search {
 namespace {
 
+using ks_test::FileExists;
 using ks_test::ReadFile;
 using ks_test::TempDir;
 using ks_test::WriteFile;
@@ -31,33 +32,6 @@ ini_ctx_t* load_text(const TempDir& dir, const std::string& text) {
   std::string path = dir.file("doc.cfg");
   EXPECT_TRUE(WriteFile(path, text));
   return ini_load_from_file(path.c_str());
-}
-
-TEST(IniFile, MissingFileLoadsEmptyAndSettingValuesCreatesIt) {
-  TempDir dir;
-  std::string path = dir.file("new.cfg");
-  ini_ctx_t* ctx = ini_load_from_file(path.c_str());
-  ASSERT_NE(nullptr, ctx);
-  EXPECT_EQ(0, ini_ctx_section_num(ctx));
-  EXPECT_EQ(-1, ini_ctx_section_add_item(ctx, "s", "k", ""));  // new key, empty value
-  EXPECT_EQ(1, ini_ctx_section_num(ctx));  // the section was made on the way
-  EXPECT_EQ(1, ini_ctx_section_add_item(ctx, "s", "k", "v"));
-  EXPECT_EQ(0, ini_ctx_save(ctx, false));
-  EXPECT_EQ("[s]\nk=v\n", ReadFile(path));
-  EXPECT_EQ(1, ctx->modified);  // saving does not clear it
-  // The raw append does not look for the key and leaves the flag alone.
-  ctx->modified = 0;
-  EXPECT_EQ(0, ini_section_add_item(ini_ctx_get_section(ctx, 0), "k", "third"));
-  EXPECT_EQ(0, ctx->modified);
-  EXPECT_EQ(2u, ini_ctx_get_section(ctx, "s")->items->count);
-  EXPECT_EQ(nullptr, ini_ctx_get_val(ctx, "S", "k"));  // case-sensitive
-  ini_ctx_free(ctx);
-  // A directory cannot be opened for update: it loads empty and cannot be saved.
-  ctx = ini_load_from_file(dir.path().c_str());
-  ASSERT_NE(nullptr, ctx);
-  EXPECT_EQ(0, ini_ctx_section_num(ctx));
-  EXPECT_EQ(-1, ini_ctx_save(ctx, true));
-  ini_ctx_free(ctx);
 }
 
 TEST(IniFile, LoaderRules) {
@@ -88,34 +62,46 @@ TEST(IniFile, LoaderRules) {
   EXPECT_EQ(nullptr, load_text(dir, "[c]\n[]  \nn=2\n"));
 }
 
-TEST(IniFile, SaveRoundTripsAndOnlyWhenModifiedOrForced) {
+TEST(IniFile, SettingMarksTheDocumentAndOnlyAMarkedOrForcedSaveWrites) {
   TempDir dir;
-  std::string path = dir.file("doc.cfg");
-  ini_ctx_t* ctx = load_text(dir, "[a]\nk=1\nk=2\n[empty]\n[b]\nx=y\n");
+  const std::string path = dir.file("doc.cfg");
+  ini_ctx_t* ctx = ini_load_from_file(path.c_str());  // missing: an empty document
   ASSERT_NE(nullptr, ctx);
-  ASSERT_TRUE(WriteFile(path, "outside"));
-  EXPECT_EQ(0, ini_ctx_save(ctx, false));  // unchanged: nothing written
-  EXPECT_EQ("outside", ReadFile(path));
-  EXPECT_EQ(0, ini_ctx_section_add_item(ctx, "b", "x", "y"));  // same value
-  EXPECT_EQ(0, ctx->modified);
-  EXPECT_EQ(0, ini_ctx_remove_section(ctx, "empty"));
-  EXPECT_EQ(0, ini_ctx_remove_section(ctx, "never"));
-  EXPECT_EQ(0, ctx->modified);  // removal does not mark the document
-  EXPECT_EQ(0, ini_ctx_save(ctx, false));
-  EXPECT_EQ("outside", ReadFile(path));
-  EXPECT_EQ(0, ini_ctx_save(ctx, true));
-  EXPECT_EQ("[a]\nk=1\nk=2\n[b]\nx=y\n", ReadFile(path));
-
-  EXPECT_EQ(1, ini_ctx_section_add_item(ctx, "b", "x", ""));  // emptied
-  EXPECT_EQ(1, ini_ctx_section_add_item(ctx, "n", "i", -17));
-  EXPECT_EQ(1, ini_ctx_section_add_item(ctx, "n", "ll", 9000000000LL));
+  EXPECT_EQ(0, ini_ctx_section_num(ctx));
+  EXPECT_EQ(-1, ini_ctx_section_add_item(ctx, "a", "k", ""));  // new key, empty value
+  EXPECT_EQ(1, ini_ctx_section_num(ctx));  // the section was made on the way
+  EXPECT_EQ(1, ini_ctx_section_add_item(ctx, "a", "k", "1"));
   EXPECT_EQ(1, ini_ctx_add_section(ctx, "bare"));
   EXPECT_EQ(0, ini_ctx_add_section(ctx, "bare"));
+  EXPECT_EQ(1, ini_ctx_add_section(ctx, "gone"));
+  EXPECT_EQ(1, ini_ctx_section_add_item(ctx, "b", "x", "y"));
+  EXPECT_EQ(1, ini_ctx_section_add_item(ctx, "n", "i", -17));
+  EXPECT_EQ(1, ini_ctx_section_add_item(ctx, "n", "ll", 9000000000LL));
+  // The raw append does not look for the key; it, an equal value and removals
+  // leave the document unmarked, so an unforced save writes nothing.
+  ctx->modified = 0;
+  EXPECT_EQ(0, ini_section_add_item(ini_ctx_get_section(ctx, 0), "k", "2"));
+  EXPECT_EQ(0, ini_ctx_section_add_item(ctx, "b", "x", "y"));
+  EXPECT_EQ(0, ini_ctx_remove_section(ctx, "gone"));
+  EXPECT_EQ(0, ini_ctx_remove_section(ctx, "never"));
+  EXPECT_EQ(0, ctx->modified);
   EXPECT_EQ(0, ini_ctx_save(ctx, false));
-  EXPECT_EQ("[a]\nk=1\nk=2\n[b]\nx=\n[n]\ni=-17\nll=9000000000\n[bare]\n", ReadFile(path));
+  EXPECT_FALSE(FileExists(path));
+  EXPECT_EQ(0, ini_ctx_save(ctx, true));
+  EXPECT_EQ("[a]\nk=1\nk=2\n[bare]\n[b]\nx=y\n[n]\ni=-17\nll=9000000000\n", ReadFile(path));
+  EXPECT_EQ(1, ini_ctx_section_add_item(ctx, "b", "x", ""));  // emptied
+  EXPECT_EQ(0, ini_ctx_save(ctx, false));
+  EXPECT_EQ(1, ctx->modified);  // saving does not clear it
+  EXPECT_EQ("[a]\nk=1\nk=2\n[bare]\n[b]\nx=\n[n]\ni=-17\nll=9000000000\n", ReadFile(path));
+  EXPECT_EQ(nullptr, ini_ctx_get_val(ctx, "B", "x"));  // case-sensitive
   ini_ctx_free(ctx);
   ctx = ini_load_from_file(path.c_str());
-  EXPECT_EQ("[a]k=1;k=2;[b][n]i=-17;ll=9000000000;[bare]", dump(ctx));  // x= is dropped
+  EXPECT_EQ("[a]k=1;k=2;[bare][b][n]i=-17;ll=9000000000;", dump(ctx));  // x= is dropped
+  ini_ctx_free(ctx);
+  // A directory cannot be opened for update: it loads empty and cannot be saved.
+  ctx = ini_load_from_file(dir.path().c_str());
+  EXPECT_EQ(0, ini_ctx_section_num(ctx));
+  EXPECT_EQ(-1, ini_ctx_save(ctx, true));
   ini_ctx_free(ctx);
 }
 
