@@ -8,6 +8,7 @@
 #include <map>
 #include <memory>
 #include <random>
+#include <regex>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -49,12 +50,15 @@ struct Hit {
   const char* group;
 };
 
-// The JSON object of one table of the test index.
+// The JSON object of one table of the test index, or of the "note" table
+// of a second index.
 std::string TableJson(const std::string& table, int found, const std::vector<Hit>& hits) {
+  const bool note = table == "note";
   std::string out = "{\"table_name\":\"" + table + "\",\"db_name\":\"main.db\",\"key_field\":\"" +
-                    (table == "message" ? "msg_id" : "uin") + "\",\"docs_found\":" +
+                    (note ? "id" : table == "message" ? "msg_id" : "uin") + "\",\"docs_found\":" +
                     std::to_string(found) + ",\"docs_return\":" + std::to_string(hits.size()) +
-                    ",\"field_num\":4,\"field_list\":\"name,content,tag,extra\"";
+                    (note ? ",\"field_num\":1,\"field_list\":\"body\""
+                          : ",\"field_num\":4,\"field_list\":\"name,content,tag,extra\"");
   if (hits.empty()) return out + "}";
   std::string keys, docs, fields, weights, groups;
   for (size_t i = 0; i < hits.size(); ++i) {
@@ -204,10 +208,7 @@ TEST_F(SearcherTest, OneSearchOverSeveralIndexesPagesEachIndexOnItsOwn) {
   ASSERT_EQ(0, searcher_.doSearch("张三", &config, &result));
   std::unique_ptr<StringBuffer> json(result.serialize());
   EXPECT_EQ(AllJson({TableJson("message", 2, {{"m1", 0, 0, 180}}),
-                     "{\"table_name\":\"note\",\"db_name\":\"main.db\",\"key_field\":\"id\","
-                     "\"docs_found\":1,\"docs_return\":1,\"field_num\":1,\"field_list\":\"body\","
-                     "\"pkey_arr\":[\"n1\"],\"offset_arr\":[3],\"field_id_arr\":[0],"
-                     "\"weight_arr\":[28],\"group_arr\":[\"default\"]}"}),
+                     TableJson("note", 1, {{"n1", 3, 0, 28}})}),
             json ? json->data : "<null>");
 }
 
@@ -329,23 +330,8 @@ TEST_F(SearcherTest, BadInputGivesFailureValues) {
   EXPECT_EQ(nullptr, unopened.doSearch(kIndex, nullptr, "张三", 0, 10, false));
   EXPECT_EQ(-1, unopened.addDoc(kIndex, kDb, "message", "m9", 0, nullptr));
 
-  // Unknown index or field, null or empty arguments, an empty page, and very
-  // long queries of every character class.
-  std::string han, mixed;
-  for (int i = 0; i < 3334; ++i) han += "张";
-  for (int i = 0; i < 1000; ++i) mixed += "张a1!~ ";
-  const std::string latin(10000, 'a');
-  const struct { const char *index, *field, *query; int num; } searches[] = {
-      {"nosuch", nullptr, "张三", 10},       {nullptr, nullptr, "张三", 10},
-      {kIndex, nullptr, "", 10},             {kIndex, "", nullptr, 10},
-      {kIndex, "nofield", "张三", 10},       {kIndex, nullptr, "张三", 0},
-      {kIndex, nullptr, latin.c_str(), 10},  {kIndex, nullptr, han.c_str(), 10},
-      {kIndex, nullptr, mixed.c_str(), 10}};
-  for (size_t i = 0; i < sizeof(searches) / sizeof(searches[0]); ++i) {
-    const auto& s = searches[i];
-    EXPECT_EQ("<null>", Take(searcher_.doSearch(s.index, s.field, s.query, 0, s.num, false)))
-        << "case " << i;
-  }
+  EXPECT_EQ(nullptr, searcher_.doSearch(nullptr, nullptr, "张三", 0, 10, false));
+  EXPECT_EQ(nullptr, searcher_.doSearch(kIndex, "", nullptr, 0, 10, false));
   EXPECT_EQ(-1, searcher_.doSearch(kIndex, nullptr, "x", 0, 10, nullptr, false));
   EXPECT_EQ(-1, searcher_.doSearch("x", nullptr, nullptr));
 
@@ -378,13 +364,22 @@ TEST_F(SearcherTest, QueryStringLanguage) {
       "query=张三&index_name=chat&start=zero",  // atoi("zero") is 0
       "query=张三&index_name=chat&start=0&num=10&field_name="};
   for (const char* q : same) EXPECT_EQ(expected, Take(searcher_.doSearch(q))) << q;
-  const char* none[] = {
+  // Missing or empty parts, unknown index or field, an empty page, and very
+  // long queries of every character class.
+  std::string han, mixed;
+  for (int i = 0; i < 3334; ++i) han += "张";
+  for (int i = 0; i < 1000; ++i) mixed += "张a1!~ ";
+  const std::string none[] = {
       "", "query=张三", "index_name=chat", "index_name=chat&query=", "index_name=&query=张三",
       "=&==&&=", "Index_Name=chat&query=张三", "index_name chat&query=张三",
+      "index_name=nosuch&query=张三", "index_name=chat&field_name=nofield&query=张三",
+      "index_name=chat&query=张三&num=0",
       "index_name=chat&query=张三&num=ten",  // atoi gives 0: nothing returned
       "index_name=chat&query=张三&field_name=content=x", "index_name=chat&query=张三&start=-5&num=-1",
-      "index_name=chat&query=a=b"};  // the query is "a=b", which nothing matches
-  for (const char* q : none) EXPECT_EQ("<null>", Take(searcher_.doSearch(q))) << q;
+      "index_name=chat&query=a=b",  // the query is "a=b", which nothing matches
+      "index_name=chat&query=" + std::string(10000, 'a'), "index_name=chat&query=" + han,
+      "index_name=chat&query=" + mixed};
+  for (const std::string& q : none) EXPECT_EQ("<null>", Take(searcher_.doSearch(q.c_str()))) << q;
   EXPECT_EQ(nullptr, searcher_.doSearch(static_cast<const char*>(nullptr)));
 }
 
@@ -422,23 +417,16 @@ std::vector<std::string> Expected(const std::map<std::string, Row>& rows,
 
 // Sorted "table/key" of every returned key, and the sum of found counts.
 std::vector<std::string> Returned(const std::string& json, int* found) {
+  static const std::regex table(
+      "\"table_name\":\"(\\w+)\"[^}]*?\"docs_found\":(\\d+)[^}]*?(?:\"pkey_arr\":\\[([^\\]]*)|\\})");
+  static const std::regex key("\"(\\w+)\"");
   std::vector<std::string> out;
   *found = 0;
-  size_t at = 0;
-  while ((at = json.find("{\"table_name\":\"", at)) != std::string::npos) {
-    at += 15;
-    const std::string table = json.substr(at, json.find('"', at) - at);
-    const size_t docs = json.find("\"docs_found\":", at);
-    *found += atoi(json.c_str() + docs + 13);
-    const size_t next = json.find("{\"table_name\":\"", at);
-    size_t keys = json.find("\"pkey_arr\":[", at);
-    if (keys == std::string::npos || keys > next) continue;
-    keys += 12;
-    const size_t end = json.find(']', keys);
-    std::string list = json.substr(keys, end - keys);
-    std::replace(list.begin(), list.end(), ',', ' ');
-    for (const std::string& quoted : Words(list)) {
-      out.push_back(table + "/" + quoted.substr(1, quoted.size() - 2));
+  for (std::sregex_iterator t(json.begin(), json.end(), table), end; t != end; ++t) {
+    *found += std::stoi((*t)[2]);
+    const std::string keys = (*t)[3];
+    for (std::sregex_iterator k(keys.begin(), keys.end(), key); k != end; ++k) {
+      out.push_back((*t)[1].str() + "/" + (*k)[1].str());
     }
   }
   std::sort(out.begin(), out.end());
