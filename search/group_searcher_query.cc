@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <cstring>
 #include <new>
-#include <unordered_set>
+#include <vector>
 
 #include "config/config_manager.h"
 #include "search/group_searcher.h"
@@ -60,6 +60,55 @@ bool PostingWins(doc_union_t posting, doc_union_t pending,
   return false;
 }
 
+// A set of 24-bit doc ids, one bit each, grown to the largest id seen.
+class DocBitmap {
+ public:
+  // True when `docid` was not in the set yet.
+  bool insert(unsigned int docid) {
+    const size_t word = docid >> 6;
+    if (word >= bits_.size()) bits_.resize(word + 1 + bits_.size() / 2, 0);
+    const unsigned long long mask = 1ull << (docid & 63);
+    if ((bits_[word] & mask) != 0) return false;
+    bits_[word] |= mask;
+    return true;
+  }
+  bool contains(unsigned int docid) const {
+    const size_t word = docid >> 6;
+    return word < bits_.size() && (bits_[word] & (1ull << (docid & 63))) != 0;
+  }
+
+ private:
+  std::vector<unsigned long long> bits_;
+};
+
+// The (doc id, field) pairs of one term's postings, one doc-id set per field.
+class DocFieldSet {
+ public:
+  explicit DocFieldSet(const IndexTerm* term) {
+    for (unsigned short& s : slot_) s = kNone;
+    const unsigned long long* p = term->postings();
+    const unsigned int n = static_cast<unsigned int>(term->getDocCount());
+    for (unsigned int i = 0; i < n; ++i) {
+      const doc_union_t u{p[i]};
+      unsigned short& s = slot_[u.field()];
+      if (s == kNone) {
+        s = static_cast<unsigned short>(sets_.size());
+        sets_.emplace_back();
+      }
+      sets_[s].insert(u.docid());
+    }
+  }
+  bool contains(doc_union_t u) const {
+    const unsigned short s = slot_[u.field()];
+    return s != kNone && sets_[s].contains(u.docid());
+  }
+
+ private:
+  static const unsigned short kNone = 0xFFFF;
+  unsigned short slot_[256];
+  std::vector<DocBitmap> sets_;
+};
+
 // One term: one hit per document, from its best field posting.
 void SingleTermHits(IndexTerm* term, _DArray* hits, const _DArray* filter) {
   term->sort();
@@ -99,6 +148,64 @@ void IntersectTerms(_DArray* terms, _DArray* hits, _DArray* filter) {
   }
 }
 
+// IntersectTerms over terms gathered without the validity callback, checking
+// validity only for postings that every further term confirms. Same hits in
+// the same order: a further term's posting that matches a posting of the
+// first in doc id and field has the same full doc id (no wide ids) and field,
+// so the callback answers both alike, and checking validity after the
+// (pure) membership tests instead of before drops the same postings.
+void IntersectUnchecked(_DArray* terms, _DArray* hits, DocIdManager* docs, _DArray* tables,
+                        bool allFields) {
+  const unsigned int n = darray_length(terms);
+  std::vector<DocFieldSet> further;
+  further.reserve(n - 1);
+  for (unsigned int i = 1; i < n; ++i) further.emplace_back(TermAt(terms, i));
+  const IndexTerm* first = TermAt(terms, 0);
+  const unsigned long long* p = first->postings();
+  const unsigned int count = static_cast<unsigned int>(first->getDocCount());
+  for (unsigned int k = 0; k < count; ++k) {
+    const doc_union_t posting{p[k]};
+    bool confirmed = true;
+    for (unsigned int i = 0; i + 1 < n && confirmed; ++i) confirmed = further[i].contains(posting);
+    if (!confirmed) continue;
+    if (GroupSearcher::index_valify(docs, posting.docid(), allFields ? posting.field() : -1,
+                                    tables)) {
+      continue;
+    }
+    EmitHit(posting, hits);
+  }
+}
+
+// One cursor per token of `list`, holding the postings of its term (every
+// posting when `unchecked`, else those the validity callback keeps). Stops
+// at a cursor that cannot be allocated; null when the list cannot be.
+_DArray* GatherTerms(IndexManager* index, const _DArray* list, bool unchecked, DocIdManager* docs,
+                     _DArray* tables, int restriction) {
+  _DArray* terms = darray_create(GroupSearcher::term_free, true);
+  if (terms == nullptr) return nullptr;
+  const unsigned int n = darray_length(list);
+  for (unsigned int i = 0; i < n; ++i) {
+    const unsigned long long token = darray_get_by_index(list, i);
+    const unsigned int sign = static_cast<unsigned int>(token);
+    const unsigned char tag = static_cast<unsigned char>(token >> 32);
+    IndexTerm* term = unchecked
+                          ? new (std::nothrow) IndexTerm(sign, tag, nullptr, nullptr, nullptr)
+                          : new (std::nothrow)
+                                IndexTerm(sign, tag, GroupSearcher::index_valify, docs, tables);
+    if (term == nullptr) break;
+    index->getTerm(sign, term, restriction);
+    darray_append(terms, static_cast<const void*>(term));
+  }
+  return terms;
+}
+
+bool AnyWideDocIds(const _DArray* terms) {
+  for (unsigned int i = 0; i < darray_length(terms); ++i) {
+    if (TermAt(terms, i)->hasWideDocIds()) return true;
+  }
+  return false;
+}
+
 bool SameTerms(const _DArray* a, const _DArray* b) {
   const unsigned int n = darray_length(a);
   if (n != darray_length(b)) return false;
@@ -112,14 +219,14 @@ bool SameTerms(const _DArray* a, const _DArray* b) {
 // not hold yet. They are not re-sorted: a short-word hit (names, pinyin,
 // initials) always ranks before a document found only through text terms.
 void AppendNewDocuments(const _DArray* more, _DArray* merged) {
-  std::unordered_set<unsigned int> seen;
+  DocBitmap seen;
   const unsigned int held = darray_length(merged);
   for (unsigned int i = 0; i < held; ++i) {
     seen.insert(doc_union_t{darray_get_by_index(merged, i)}.docid());
   }
   for (int i = static_cast<int>(darray_length(more)) - 1; i >= 0; --i) {
     const doc_union_t hit{darray_get_by_index(more, static_cast<unsigned int>(i))};
-    if (seen.insert(hit.docid()).second) darray_append(merged, hit.value);
+    if (seen.insert(hit.docid())) darray_append(merged, hit.value);
   }
 }
 
@@ -203,26 +310,30 @@ int GroupSearcher::doSearchImpl(SearchResult* result,
     // documents, all of which are merged already (Latin words, pinyin and
     // single characters give both lists the same terms).
     if (k > 0 && SameTerms(lists[k], lists[0])) continue;
-    _DArray* terms = darray_create(term_free, true);
+    // Several terms without a field filter are intersected before their
+    // postings are checked for validity (IntersectUnchecked); otherwise, or
+    // when a doc id does not fit the postings' 24 bits, every posting is
+    // checked as it is gathered.
+    bool unchecked = filter == nullptr && darray_length(lists[k]) > 1;
+    _DArray* terms = GatherTerms(m_indexMgr->index_mgr, lists[k], unchecked, docs, tables,
+                                 restriction);
+    if (terms != nullptr && unchecked && (darray_length(terms) < 2 || AnyWideDocIds(terms))) {
+      darray_destroy(terms);
+      unchecked = false;
+      terms = GatherTerms(m_indexMgr->index_mgr, lists[k], false, docs, tables, restriction);
+    }
     if (terms == nullptr) break;
-    const unsigned int n = darray_length(lists[k]);
-    for (unsigned int i = 0; i < n; ++i) {
-      const unsigned long long token = darray_get_by_index(lists[k], i);
-      const unsigned int sign = static_cast<unsigned int>(token);
-      const unsigned char tag = static_cast<unsigned char>(token >> 32);
-      IndexTerm* term = new (std::nothrow) IndexTerm(sign, tag, index_valify, docs, tables);
-      if (term == nullptr) break;
-      m_indexMgr->index_mgr->getTerm(sign, term, restriction);
-      darray_append(terms, static_cast<const void*>(term));
+    _DArray* hits = k == 0 ? merged : darray_create(nullptr, false);
+    if (unchecked && hits != nullptr) {
+      IntersectUnchecked(terms, hits, docs, tables, restriction == -1);
+    } else {
+      doAnd(terms, hits, filter);
     }
     if (k == 0) {
-      doAnd(terms, merged, filter);
       darray_shell_sort(merged, HitWeightCmp);
     } else {
-      _DArray* more = darray_create(nullptr, false);
-      doAnd(terms, more, filter);
-      AppendNewDocuments(more, merged);
-      darray_destroy(more);
+      AppendNewDocuments(hits, merged);
+      darray_destroy(hits);
     }
     darray_destroy(terms);
   }
@@ -295,10 +406,14 @@ bool GroupSearcher::index_valify(void* doc_id_manager, unsigned int doc_id,
                                  int field_id, void* tables) {
   DocIdManager* docs = static_cast<DocIdManager*>(doc_id_manager);
   if (docs == nullptr) return false;
-  if (docs->isDocidDel(doc_id)) return true;
+  // One record lookup answers both questions, as isDocidDel and getTabMD5Id
+  // would (neither finds a record for an id above 2^31 - 1).
+  const pkey_docid_t* rec =
+      doc_id > 0x7FFFFFFFu ? nullptr : docs->getDocInfoById(static_cast<int>(doc_id));
+  if (rec != nullptr && rec->deleted() != 0) return true;
   if (tables == nullptr) return false;
   const _DArray* list = static_cast<const _DArray*>(tables);
-  const unsigned int table_id = docs->getTabMD5Id(static_cast<int>(doc_id));
+  const unsigned int table_id = rec == nullptr ? 0 : rec->tableId();
   const unsigned int n = darray_length(list);
   for (unsigned int t = 0; t < n; ++t) {
     const search_table_info_t* entry = TableAt(list, t);

@@ -1,6 +1,47 @@
 #include "storage/index_term.h"
 
+#include <string.h>
+
+#include <memory>
+#include <new>
+
 namespace mobile_search {
+
+namespace {
+
+typedef unsigned long long u64;
+
+unsigned int DocKey(u64 v) { return static_cast<unsigned int>(v & 0xFFFFFF); }
+
+bool InDocOrder(const u64* a, unsigned int n) {
+  for (unsigned int i = 1; i < n; ++i) {
+    if (DocKey(a[i]) < DocKey(a[i - 1])) return false;
+  }
+  return true;
+}
+
+// One stable counting pass on 12 bits of the doc id, from `src` to `dst`.
+void RadixPass(const u64* src, u64* dst, unsigned int n, int shift) {
+  unsigned int count[4097] = {0};
+  for (unsigned int i = 0; i < n; ++i) ++count[((src[i] >> shift) & 0xFFF) + 1];
+  for (int b = 1; b <= 4096; ++b) count[b] += count[b - 1];
+  for (unsigned int i = 0; i < n; ++i) dst[count[(src[i] >> shift) & 0xFFF]++] = src[i];
+}
+
+// Sorts a copy of `a` by doc id into `out`; false when two postings share a
+// doc id (or memory is short), leaving `a` untouched either way.
+bool SortDistinctDocIds(const u64* a, unsigned int n, u64* out) {
+  std::unique_ptr<u64[]> tmp(new (std::nothrow) u64[n]);
+  if (!tmp) return false;
+  RadixPass(a, tmp.get(), n, 0);
+  RadixPass(tmp.get(), out, n, 12);
+  for (unsigned int i = 1; i < n; ++i) {
+    if (DocKey(out[i]) == DocKey(out[i - 1])) return false;
+  }
+  return true;
+}
+
+}  // namespace
 
 IndexTerm::IndexTerm(unsigned int s, unsigned char t, term_valid_fn v, void* u, _DArray* arr)
     : userArr(arr), docs(darray_create(nullptr, true)), cursor(0), sign(s), tag(t), valid(v), user(u) {}
@@ -11,12 +52,24 @@ int IndexTerm::addDoc(unsigned int docid, unsigned char field, unsigned char wei
                       bool allFields) {
   if (valid != nullptr && valid(user, docid, allFields ? field : -1, userArr)) return 0;
   darray_append(docs, doc_union_t::make(docid, field, weight, bits).value);
+  if (docid > 0xFFFFFF) wideDocIds_ = true;
   sorted_ = false;
   return 0;
 }
 
 void IndexTerm::sort() {
-  darray_shell_sort(docs, docid_cmp);
+  const unsigned int n = darray_length(docs);
+  // The shell sort moves nothing in ordered input. Without equal doc ids the
+  // sorted order is unique, so any sort gives the shell sort's result; only
+  // equal doc ids need the shell sort itself to place them as it does.
+  if (n >= 2 && !InDocOrder(docs->items, n)) {
+    std::unique_ptr<u64[]> out(new (std::nothrow) u64[n]);
+    if (out && SortDistinctDocIds(docs->items, n, out.get())) {
+      memcpy(docs->items, out.get(), static_cast<size_t>(n) * sizeof(u64));
+    } else {
+      darray_shell_sort(docs, docid_cmp);
+    }
+  }
   sorted_ = true;
 }
 

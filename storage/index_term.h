@@ -55,7 +55,9 @@ class IndexTerm {
   // Adds one posting unless the validity callback rejects it. Returns 0.
   int addDoc(unsigned int docid, unsigned char field, unsigned char weight, unsigned char bits,
              bool allFields);
-  // Shell sort of all postings by their 24-bit doc id.
+  // Shell sort of all postings by their 24-bit doc id. Input already in
+  // order, or without two postings of one doc id, takes a linear path with
+  // the same result.
   void sort();
   // Posting at the cursor into `out` and advance; returns its doc id, or
   // kEnd when the cursor is at the end.
@@ -73,6 +75,11 @@ class IndexTerm {
   int getCursor() const { return cursor; }
   // Posting i (0 when out of range).
   doc_union_t getDoc(unsigned int i) const;
+  // The getDocCount() postings, in their current order (for tight loops).
+  const unsigned long long* postings() const { return docs == nullptr ? nullptr : docs->items; }
+  // Whether some added posting had a doc id of 2^24 or more, which the
+  // postings keep only truncated to 24 bits.
+  bool hasWideDocIds() const { return wideDocIds_; }
 
  private:
   unsigned int lowerBound(unsigned int docid) const;  // first posting with doc id >= docid
@@ -85,6 +92,7 @@ class IndexTerm {
   term_valid_fn valid;
   void* user;
   bool sorted_ = false;  // postings are in doc-id order (sort() ran, nothing added since)
+  bool wideDocIds_ = false;
 };
 
 }  // namespace mobile_search
