@@ -123,7 +123,7 @@ int spying_cmp(u64 a, u64 b) {
   return comp(a, b);
 }
 
-TEST(DynamicArray, FindAndBinarySearchArgumentOrderAndBounds) {
+TEST(DynamicArray, SearchArgumentOrderBoundsAndComparators) {
   _DArray* arr = make_array({3, 5, 7, 9, 11, 13, 15, 17, 19, 21});
   g_key = 1000;  // absent: every comparison involves the key
   EXPECT_EQ(-1, darray_find(arr, spying_cmp, g_key));  // the key first
@@ -139,24 +139,21 @@ TEST(DynamicArray, FindAndBinarySearchArgumentOrderAndBounds) {
   EXPECT_EQ(-1, darray_bin_search(arr, 1000, 21, comp));
   darray_destroy(arr);
 
-  arr = make_array({4, 2, 4, 2});
-  EXPECT_EQ((std::vector<int>{0, 2, 3, -1}),
-            (std::vector<int>{darray_find(arr, comp, 4), darray_rever_find(arr, comp, 4),
-                              darray_rever_find(arr, comp, 2), darray_rever_find(arr, comp, 8)}));
-  darray_destroy(arr);
-}
-
-int g_calls;
-_Ret walker(u64 answer_at_3, u64) { return ++g_calls == 3 ? (_Ret)answer_at_3 : RET_OK; }
-
-TEST(DynamicArray, ComparatorsUniqAndForeach) {
   EXPECT_EQ(1, comp(1ULL << 32, 5));  // the high word decides
   EXPECT_EQ(-1, comp(0, ~0ULL));
   EXPECT_EQ(0, docid_cmp(0x12000005ULL, 0x34000005ULL));  // low 24 bits only
   EXPECT_EQ(-3, docid_cmp(2, 5));
   EXPECT_EQ(0xFFFFFF, docid_cmp(0xFFFFFF, 0));
+}
 
+int g_calls;
+_Ret walker(u64 answer_at_3, u64) { return ++g_calls == 3 ? (_Ret)answer_at_3 : RET_OK; }
+
+TEST(DynamicArray, FindFromBothEndsUniqAndForeach) {
   _DArray* runs = make_array({0, 3, 3, 3, 1, 3, 0, 0, 5, 5});
+  EXPECT_EQ((std::vector<int>{1, 5, 7, -1}),
+            (std::vector<int>{darray_find(runs, comp, 3), darray_rever_find(runs, comp, 3),
+                              darray_rever_find(runs, comp, 0), darray_rever_find(runs, comp, 8)}));
   EXPECT_EQ(RET_OK, darray_uniq(runs, comp));
   EXPECT_EQ((std::vector<u64>{3, 1, 3, 5}), contents(runs));  // zero slots are dropped
   EXPECT_EQ(0u, runs->items[4]);  // slots beyond count are cleared
