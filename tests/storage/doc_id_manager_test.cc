@@ -29,8 +29,11 @@ std::string StoredRecord(const ks_test::TempDir& dir, unsigned int id) {
   return file.substr((id % 110376) * 19, 19);
 }
 
-TEST(DocIdManagerTest, ShortKeysInlineLongKeysInKeyStoreAndMapRebuiltAtOpen) {
+// Hand-made records, then enough numbered ones to fill two id data files;
+// everything is found again after a reopen rebuilds the key map.
+TEST(DocIdManagerTest, KeysAndRecordsAcrossIdFilesAreFoundAfterReopen) {
   ks_test::TempDir dir;
+  const unsigned int n = 2 * 110376 + 10;
   {
     DocIdManager m;
     ASSERT_EQ(0, m.open(dir.path().c_str()));
@@ -40,21 +43,31 @@ TEST(DocIdManagerTest, ShortKeysInlineLongKeysInKeyStoreAndMapRebuiltAtOpen) {
     EXPECT_EQ(3, m.addPKey(8, "12345678", 13, 0));  // same key, other table
     EXPECT_EQ(-1, m.addPKey(7, "", 1, 0));
     EXPECT_EQ(-1, m.addPKey(7, nullptr, 1, 0));
-    EXPECT_EQ("123456789", ks_test::ReadFile(dir.file("pKey-0")).substr(0, 9));
+    m.setAutoSave(false);
+    for (unsigned int i = 4; i < n; ++i) {
+      std::string key = (i % 1000 == 0) ? "long-key-number-" + std::to_string(i) : std::to_string(i);
+      unsigned int sum = (i % 1000 == 0 || i == 110376) ? i + 1 : 0;
+      ASSERT_EQ(static_cast<int>(i), m.addPKey(9, key.c_str(), sum, Crc(key)));
+    }
+    m.save();
   }
+  EXPECT_EQ("123456789zero-sum-keylong-key-number-1000", ks_test::ReadFile(dir.file("pKey-0")).substr(0, 41));
   std::string r0 = StoredRecord(dir, 0), r1 = StoredRecord(dir, 1);
   EXPECT_EQ(std::string("\x08\0", 2) + "\x0B" + std::string(3, '\0') + '\0' + "12345678", r0.substr(4));
   unsigned int crc = Crc("123456789");
   EXPECT_EQ(std::string(reinterpret_cast<const char*>(&crc), 4), r1.substr(15, 4));  // x86: little-endian
+  EXPECT_EQ("110376", StoredRecord(dir, 110376).substr(11, 6));  // record 0 of id-1
 
   DocIdManager m;
   ASSERT_EQ(0, m.open(dir.path().c_str()));
-  EXPECT_EQ(4u, m.getDocNumber());
+  EXPECT_EQ(n, m.getDocNumber());
   EXPECT_EQ("12345678", PKey(m, 0));
   EXPECT_EQ("123456789", PKey(m, 1));
-  EXPECT_EQ("<none>", PKey(m, 110376));  // no data file 1
+  EXPECT_EQ("long-key-number-220000", PKey(m, 220000));
   EXPECT_EQ(0, m.getDocid(7, "12345678"));
   EXPECT_EQ(3, m.getDocid(8, "12345678"));
+  EXPECT_EQ(110376, m.getDocid(9, "110376"));
+  EXPECT_EQ(220000, m.getDocid(9, "long-key-number-220000"));
   int del = -1;
   unsigned int sum = 0, keyCrc = 0;
   EXPECT_EQ(1, m.getDocid(7, "123456789", del, 0, sum, keyCrc));
@@ -69,6 +82,10 @@ TEST(DocIdManagerTest, ShortKeysInlineLongKeysInKeyStoreAndMapRebuiltAtOpen) {
   ASSERT_EQ(3u, keys.length());
   EXPECT_EQ("123456789", Key(slot_as<_str_buffer_t>(keys.get(1))));
   for (unsigned int i = 0; i < keys.length(); ++i) str_buffer_free(slot_as<_str_buffer_t>(keys.get(i)));
+  EXPECT_EQ(static_cast<int>(n), m.addPKey(9, "next", 1, 0));
+  EXPECT_EQ(0, m.delDocid(220000));
+  EXPECT_EQ(1, StoredRecord(dir, 220000)[10]);
+  EXPECT_EQ(-1, m.delDocid(3 * 110376));  // no data file holds it
 
   // A long key past the first key file cannot be restored; its copy gets
   // key offset -1 rather than an offset naming some other key of the copy.
@@ -123,34 +140,6 @@ TEST(DocIdManagerTest, DeletionRevivalAndTheirWriteBack) {
   ASSERT_EQ(1u, darray_length(live));
   EXPECT_EQ(0u, darray_get_by_index(live, 0));
   darray_destroy(live);
-  EXPECT_EQ(-1, m.delDocid(110376));  // no data file holds it
-}
-
-TEST(DocIdManagerTest, RecordsAcrossSeveralIdFiles) {
-  ks_test::TempDir dir;
-  const unsigned int n = 2 * 110376 + 10;
-  {
-    DocIdManager m;
-    ASSERT_EQ(0, m.open(dir.path().c_str()));
-    m.setAutoSave(false);
-    for (unsigned int i = 0; i < n; ++i) {
-      std::string key = (i % 1000 == 0) ? "long-key-number-" + std::to_string(i) : std::to_string(i);
-      unsigned int sum = (i % 1000 == 0 || i == 110376) ? i + 1 : 0;
-      ASSERT_EQ(static_cast<int>(i), m.addPKey(9, key.c_str(), sum, Crc(key)));
-    }
-    m.save();
-  }
-  EXPECT_EQ("110376", ks_test::ReadFile(dir.file("id-1")).substr(11, 6));
-  DocIdManager m;
-  ASSERT_EQ(0, m.open(dir.path().c_str()));
-  EXPECT_EQ(n, m.getDocNumber());
-  EXPECT_EQ(110376, m.getDocid(9, "110376"));
-  EXPECT_EQ(220000, m.getDocid(9, "long-key-number-220000"));
-  EXPECT_EQ("long-key-number-220000", PKey(m, 220000));
-  EXPECT_EQ(static_cast<int>(n), m.addPKey(9, "next", 1, 0));
-  EXPECT_EQ(0, m.delDocid(220000));
-  EXPECT_EQ(1, m.isDocidDel(220000));
-  EXPECT_EQ(1, StoredRecord(dir, 220000)[10]);
 }
 
 TEST(DocIdManagerTest, BadDirectoriesAndDamagedStoresFail) {
