@@ -28,8 +28,6 @@ unsigned int SignOf(const char* text) { return idx_sign32(text, (unsigned int)st
 struct TokenList {
   TokenList() : arr(darray_create(nullptr, false)) {}
   ~TokenList() { darray_destroy(arr); }
-  TokenList(const TokenList&) = delete;
-  TokenList& operator=(const TokenList&) = delete;
   std::vector<unsigned long long> slots() const {
     std::vector<unsigned long long> out;
     for (unsigned int i = 0; i < darray_length(arr); ++i) {
