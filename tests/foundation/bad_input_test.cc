@@ -92,8 +92,8 @@ TEST(BadInput, StringBuffer) {
   expect_all(-1, {str_buffer_writeAndCut(none, 0, "a"), str_buffer_cut(none, 0)});
 
   _str_buffer_t* buf = str_buffer_create("abc");
-  expect_all(0, {str_buffer_append(buf, static_cast<const char*>(nullptr), 3),
-      str_buffer_append(buf, static_cast<const char*>(nullptr)), str_buffer_append(buf, cnone)});
+  expect_all(0, {str_buffer_append(buf, kNoName, 3), str_buffer_append(buf, kNoName),
+      str_buffer_append(buf, cnone)});
   EXPECT_EQ(1, str_buffer_append(buf, "x", -4));  // nothing to add is a success
   str_buffer_expand(buf, 0);
   str_buffer_expand(buf, 0x7FFFFFFF);  // refused, not overflowed
@@ -131,8 +131,7 @@ TEST(BadInput, HashingSetAndUtf8) {
       ac_utf8_others_num("!!", -1), ac_utf8_word_bytes(none, 3),
       ac_str_splict(static_cast<char*>(nullptr), 3, ' ', out), ac_str_splict(text, 0, ' ', out),
       ac_str_splict(text, 3, ' ', nullptr), ac_str_splict(none, 3, ' ', out),
-      ac_str_splict("a b", -1, ' ', out),
-      ac_str_splict(static_cast<const char*>("   "), 3, ' ', out), out->count,
+      ac_str_splict("a b", -1, ' ', out), ac_str_splict("   ", 3, ' ', out), out->count,
       ac_strlcpy(dst, "a", -1)});
   darray_destroy(out);
   expect_all(-1, {ac_strlcpy(nullptr, "a", 3), ac_strlcpy(dst, nullptr, 3)});
