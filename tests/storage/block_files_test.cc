@@ -131,10 +131,10 @@ void CheckWriteBackMatchesWholeRanges(bool clearFull, block_full_fn full) {
     disk[i].replace(off, n, static_cast<const char*>(s.getBlockAddress(i, used)) + off, n);
   };
   std::mt19937 rng(11);
-  for (int step = 0; step < 4000; ++step) {
+  for (int step = 0; step < 2500; ++step) {
     unsigned int r = rng() % 100, len = s.getContentLen();
     if (r < 70) {
-      std::string rec(1 + rng() % 300, static_cast<char>('a' + rng() % 26));
+      std::string rec(1 + rng() % 200, static_cast<char>('a' + rng() % 26));
       int before = s.blockNumber();
       ASSERT_GE(s.append(rec.data(), static_cast<unsigned int>(rec.size())), 0);
       disk.resize(static_cast<size_t>(s.blockNumber()), std::string(kSize, '\0'));
