@@ -125,25 +125,24 @@ TEST(Pinyin, Utf8ToPinyin) {
   EXPECT_STREQ("keep", untouched);
 }
 
-TEST(Pinyin, Hz2pyGivesOneReading) {
+TEST(Pinyin, ReadingLookupsAndSyllableChecks) {
   // Only the first three bytes count; 龥 is not a common character; kana and
   // 兙 have no Mandarin reading.
-  const char* const cases[][2] = {{"中", "zhong"}, {"中国", "zhong"}, {"长", "chang"},
-                                  {"行", "xing"},  {"龥", "yu"},      {"か", "<null>"},
-                                  {"兙", "<null>"}, {"", "<null>"}};
-  for (const auto& c : cases) EXPECT_EQ(c[1], Hz2py(c[0], 3)) << c[0];
-  EXPECT_EQ("<null>", Hz2py("中", 6));
-  EXPECT_EQ("<null>", Hz2py("中", 2));
-  EXPECT_EQ("<null>", Hz2py(nullptr, 3));
-
+  const struct {
+    const char* hz;
+    int len;
+    const char* reading;
+  } cases[] = {{"中", 3, "zhong"},  {"中国", 3, "zhong"}, {"长", 3, "chang"},  {"行", 3, "xing"},
+               {"龥", 3, "yu"},     {"か", 3, "<null>"},  {"兙", 3, "<null>"}, {"", 3, "<null>"},
+               {"中", 6, "<null>"}, {"中", 2, "<null>"},  {nullptr, 3, "<null>"}};
+  for (const auto& c : cases) EXPECT_EQ(c.reading, Hz2py(c.hz, c.len)) << c.hz << " " << c.len;
   char* s = hz2pyConvertSingle("乐", 3);
   ASSERT_NE(nullptr, s);
   EXPECT_STREQ("le", s);
   free(s);
   EXPECT_EQ(nullptr, hz2pyConvertSingle("x", 1));
-}
 
-TEST(Pinyin, SyllableChecks) {
+  // Syllable checks.
   struct {
     const char* s;
     int n;
@@ -163,9 +162,7 @@ TEST(Pinyin, SyllableChecks) {
       {"zhangsan", 5}, {"zs", -1}, {"zh", 2}, {"sh", 2}, {"xyz", -1}, {"an", -1},
       {"anhui", -1},   {"angel", 3},    {"wode", -1}, {"shuang", 6}, {"shuangxi", 6}, {"x", -1},
   };
-  for (const auto& c : sub) {
-    EXPECT_EQ(c.result, py2hzSubCheck(c.s, static_cast<int>(strlen(c.s)))) << c.s;
-  }
+  for (const auto& c : sub) EXPECT_EQ(c.result, py2hzSubCheck(c.s, (int)strlen(c.s))) << c.s;
   EXPECT_EQ(-1, py2hzSubCheck(nullptr, 4));
 
   struct {
