@@ -103,10 +103,9 @@ TEST(HighlightAbstract, ChineseQueries) {
   // Cut on character boundaries around the match.
   ExpectAbstract(text, "天气", 4, "...天<red>天气</red>很...");
   ExpectAbstract(text, "张三丰说", 2, "...<red>张三</red>...");
-  // The longest pieces of the query that occur win over shorter ones.
+  // The longest pieces of the query that occur win over shorter ones (the
+  // model comparison below covers this at large).
   ExpectAbstract("我爱北京天安门", "北京上海天安门", 20, "我爱北京<red>天安门</red>");
-  ExpectAbstract("我爱北京天安门", "门我", 20, "<red>我</red>爱北京天安<red>门</red>");
-  ExpectAbstract("北京北京天安门北京天", "北京天安", 20, "北京<red>北京天安</red>门北京天");
   // Mixed query: every kind of word is looked for.
   ExpectAbstract("iPhone 13 手机 张三", "IPHONE 手机13", 50,
                  "<red>iPhone</red> <red>13</red> <red>手机</red> 张三");
