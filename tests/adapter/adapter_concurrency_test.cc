@@ -17,8 +17,8 @@ namespace {
 
 // Inserts row id i with key and body Word(i).
 std::string Insert(int i) {
-  return "INSERT INTO msgs(rowid, mid, body) VALUES(" + std::to_string(i) + ",'" + Word(i) +
-         "','" + Word(i) + "')";
+  return "INSERT INTO msgs(rowid, mid, body) VALUES(" + std::to_string(i) + ",'" + Word(i) + "','" +
+         Word(i) + "')";
 }
 
 class AdapterConcurrency : public HostedEngineTest {};

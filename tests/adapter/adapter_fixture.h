@@ -11,7 +11,6 @@
 
 #include <memory>
 #include <mutex>
-#include <regex>
 #include <set>
 #include <string>
 #include <vector>
@@ -51,7 +50,8 @@ class LogCapture {
  public:
   static void Install() {
     mobile_search::set_log_cb_func(+[](const char* text) {
-      return Add(std::string("plain|") + text), 0;
+      Add(std::string("plain|") + text);
+      return 0;
     });
     mobile_search::set_log_level_func(+[](mobile_search::SEARCH_LOG_LEVEL level, const char* text) {
       Add(std::to_string(static_cast<int>(level)) + "|" + text);
@@ -79,17 +79,22 @@ class LogCapture {
   static inline std::vector<std::string> lines_;
 };
 
-// Primary keys listed in every "pkey_arr" of a JSON result text.
+// Primary keys listed in every "pkey_arr" of a JSON result text, which it
+// frees. (Keys in these tests hold no quotes or brackets.)
 inline std::set<std::string> PkeysOf(char* json) {
   std::set<std::string> keys;
-  std::string text = json != nullptr ? json : "";
+  const std::string text = json != nullptr ? json : "";
   free(json);
-  static const std::regex arr("\"pkey_arr\":\\[([^\\]]*)\\]"), quoted("\"([^\"]*)\"");
-  for (std::sregex_iterator a(text.begin(), text.end(), arr), end; a != end; ++a) {
-    const std::string list = (*a)[1];
-    for (std::sregex_iterator q(list.begin(), list.end(), quoted); q != end; ++q) {
-      keys.insert((*q)[1]);
+  const std::string tag = "\"pkey_arr\":[";
+  for (size_t at = text.find(tag); at != std::string::npos; at = text.find(tag, at)) {
+    const size_t end = text.find(']', at);
+    for (size_t open = text.find('"', at + tag.size()); open < end;) {
+      const size_t close = text.find('"', open + 1);
+      if (close == std::string::npos) break;
+      keys.insert(text.substr(open + 1, close - open - 1));
+      open = text.find('"', close + 1);
     }
+    at = end;
   }
   return keys;
 }

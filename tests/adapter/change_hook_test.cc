@@ -18,13 +18,9 @@ class ChangeHookTest : public HostedEngineTest {
                              "CREATE TABLE other(x TEXT)"});
   }
   void Insert(const std::string& key, const std::string& body, int status = 1) {
-    host_->Exec("INSERT INTO msgs VALUES('" + key + "','" + body + "'," +
-                std::to_string(status) + ")");
+    host_->Exec("INSERT INTO msgs VALUES('" + key + "','" + body + "'," + std::to_string(status) +
+                ")");
   }
-  bool Finds(const char* index, const std::string& word, const std::string& key) {
-    return engine_->Finds(index, word, key);
-  }
-  Keys TableKeys(const char* index) { return engine_->TableKeys(index); }
 };
 
 TEST_F(ChangeHookTest, InsertsUpdatesAndDeletesAreFollowed) {
@@ -33,31 +29,31 @@ TEST_F(ChangeHookTest, InsertsUpdatesAndDeletesAreFollowed) {
   ASSERT_EQ(0, adapter()->startHook("app", host_->conn()));
   Insert("k1", Word(1));
   Insert("out", Word(5), 0);
-  EXPECT_TRUE(Finds("idx", Word(1), "k1"));
+  EXPECT_TRUE(engine_->Finds("idx", Word(1), "k1"));
   // One success line per index that took the row.
   EXPECT_EQ(2u, LogCapture::Count(
                     "2|[sqlhook addDoc] insert to searcher from table:msgs pkey:k1  success"));
   host_->Exec("UPDATE msgs SET body='" + Word(2) + "' WHERE mid='k1'");
-  EXPECT_TRUE(Finds("idx", Word(2), "k1"));
-  EXPECT_FALSE(Finds("idx", Word(1), "k1"));
+  EXPECT_TRUE(engine_->Finds("idx", Word(2), "k1"));
+  EXPECT_FALSE(engine_->Finds("idx", Word(1), "k1"));
 
   // Updates move rows into and out of the where condition.
-  EXPECT_EQ(Keys{"k1"}, TableKeys("live"));
+  EXPECT_EQ(Keys{"k1"}, engine_->TableKeys("live"));
   host_->Exec("UPDATE msgs SET status=0 WHERE mid='k1'");
   host_->Exec("UPDATE msgs SET status=1 WHERE mid='out'");
-  EXPECT_FALSE(Finds("live", Word(2), "k1"));
-  EXPECT_TRUE(Finds("live", Word(5), "out"));
-  EXPECT_EQ(Keys{"out"}, TableKeys("live"));
+  EXPECT_FALSE(engine_->Finds("live", Word(2), "k1"));
+  EXPECT_TRUE(engine_->Finds("live", Word(5), "out"));
+  EXPECT_EQ(Keys{"out"}, engine_->TableKeys("live"));
 
   // Deletes are looked up through the adapter's second connection, also in
   // the middle of the host's transaction.
   Insert("k2", Word(3));
   host_->Exec("BEGIN");
   host_->Exec("DELETE FROM msgs WHERE mid='k1'");
-  EXPECT_FALSE(Finds("idx", Word(2), "k1"));
+  EXPECT_FALSE(engine_->Finds("idx", Word(2), "k1"));
   Insert("k3", Word(4));
   host_->Exec("COMMIT");
-  EXPECT_EQ((Keys{"k2", "k3", "out"}), TableKeys("idx"));
+  EXPECT_EQ((Keys{"k2", "k3", "out"}), engine_->TableKeys("idx"));
 
   // Nothing written through the hook leaks into the file as plain text. (A
   // host closes its connection only after unhooking it.)
@@ -71,15 +67,15 @@ TEST_F(ChangeHookTest, HookModesIgnoreUpdatesOrInserts) {
   ASSERT_EQ(0, engine_->Register("noins", "app", "msgs", "body", "", "", 2));
   ASSERT_EQ(0, adapter()->startHook("app", host_->conn()));
   Insert("k1", Word(1));
-  EXPECT_TRUE(Finds("noupd", Word(1), "k1"));
-  EXPECT_FALSE(Finds("noins", Word(1), "k1"));
+  EXPECT_TRUE(engine_->Finds("noupd", Word(1), "k1"));
+  EXPECT_FALSE(engine_->Finds("noins", Word(1), "k1"));
   host_->Exec("UPDATE msgs SET body='" + Word(2) + "' WHERE mid='k1'");
-  EXPECT_TRUE(Finds("noupd", Word(1), "k1"));
-  EXPECT_FALSE(Finds("noupd", Word(2), "k1"));
-  EXPECT_TRUE(Finds("noins", Word(2), "k1"));
+  EXPECT_TRUE(engine_->Finds("noupd", Word(1), "k1"));
+  EXPECT_FALSE(engine_->Finds("noupd", Word(2), "k1"));
+  EXPECT_TRUE(engine_->Finds("noins", Word(2), "k1"));
   host_->Exec("DELETE FROM msgs WHERE mid='k1'");
-  EXPECT_TRUE(TableKeys("noupd").empty());
-  EXPECT_TRUE(TableKeys("noins").empty());
+  EXPECT_TRUE(engine_->TableKeys("noupd").empty());
+  EXPECT_TRUE(engine_->TableKeys("noins").empty());
 }
 
 TEST_F(ChangeHookTest, StopAndRestart) {
@@ -92,13 +88,13 @@ TEST_F(ChangeHookTest, StopAndRestart) {
 
   EXPECT_EQ(0, adapter()->stopHook("app"));
   Insert("k1", Word(1));
-  EXPECT_FALSE(Finds("idx", Word(1), "k1"));
+  EXPECT_FALSE(engine_->Finds("idx", Word(1), "k1"));
   EXPECT_EQ(0, adapter()->restartHook("app"));
   Insert("k2", Word(2));
-  EXPECT_TRUE(Finds("idx", Word(2), "k2"));
+  EXPECT_TRUE(engine_->Finds("idx", Word(2), "k2"));
   EXPECT_EQ(0, adapter()->stopAllHook());
   Insert("k3", Word(3));
-  EXPECT_FALSE(Finds("idx", Word(3), "k3"));
+  EXPECT_FALSE(engine_->Finds("idx", Word(3), "k3"));
 
   // Destroying the adapter unhooks the host's connection, which goes on working.
   EXPECT_EQ(0, adapter()->restartHook("app"));
@@ -119,7 +115,7 @@ TEST_F(ChangeHookTest, UnregisteredTablesAndBadRegistrationsOnlyLog) {
   Insert("k1", Word(2));  // the host's write succeeds; the row is not indexed
   EXPECT_EQ(1u, LogCapture::Count("4|[sqlhook] sql:SELECT mid,body,nosuch FROM msgs WHERE "
                                   "rowid = 1 failed:(null)"));
-  EXPECT_TRUE(TableKeys("idx").empty());
+  EXPECT_TRUE(engine_->TableKeys("idx").empty());
 }
 
 }  // namespace

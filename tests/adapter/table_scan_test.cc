@@ -106,8 +106,7 @@ int RewriteRow(const char*, int count, const char** names, char** texts, const i
   if (capacities[0] >= lengths[0] && lengths[0] == 5) texts[0][2] = 'y';
   return 0;
 }
-int DropOddKeys(const char*, int, const char**, char** texts, const int*, const int*,
-                void* user) {
+int DropOddKeys(const char*, int, const char**, char** texts, const int*, const int*, void* user) {
   ++static_cast<ProcLog*>(user)->processed;
   return (texts[0][4] - 'a') % 2 == 1 ? -1 : 0;
 }
