@@ -42,40 +42,40 @@ std::string Take(char* text) {
   return s;
 }
 
-struct Hit {
-  Hit(const char* k, int d, int f, int w, const char* g = "default")
-      : key(k), doc(d), field(f), weight(w), group(g) {}
-  const char* key;
-  int doc, field, weight;
-  const char* group;
-};
-
-// The JSON object of one table of the test index, or of the "note" table
-// of a second index.
-std::string TableJson(const std::string& table, int found, const std::vector<Hit>& hits) {
-  const bool note = table == "note";
-  std::string out = "{\"table_name\":\"" + table + "\",\"db_name\":\"main.db\",\"key_field\":\"" +
-                    (note ? "id" : table == "message" ? "msg_id" : "uin") + "\",\"docs_found\":" +
-                    std::to_string(found) + ",\"docs_return\":" + std::to_string(hits.size()) +
-                    (note ? ",\"field_num\":1,\"field_list\":\"body\""
-                          : ",\"field_num\":4,\"field_list\":\"name,content,tag,extra\"");
-  if (hits.empty()) return out + "}";
-  std::string keys, docs, fields, weights, groups;
-  for (size_t i = 0; i < hits.size(); ++i) {
-    const char* sep = i + 1 < hits.size() ? "," : "";
-    keys += std::string("\"") + hits[i].key + "\"" + sep;
-    docs += std::to_string(hits[i].doc) + sep;
-    fields += std::to_string(hits[i].field) + sep;
-    weights += std::to_string(hits[i].weight) + sep;
-    groups += std::string("\"") + hits[i].group + "\"" + sep;
-  }
-  return out + ",\"pkey_arr\":[" + keys + "],\"offset_arr\":[" + docs + "],\"field_id_arr\":[" +
-         fields + "],\"weight_arr\":[" + weights + "],\"group_arr\":[" + groups + "]}";
-}
-
-std::string AllJson(const std::vector<std::string>& tables) {
+// The whole JSON text of a search, written "table found hit hit ... | ...",
+// each hit key:doc:field:weight[:group] (group "default" when left out);
+// "<null>" for an empty text. "note" is the one table of a second index.
+std::string Json(const std::string& spec) {
+  if (spec.empty()) return "<null>";
   std::string out = "{\"all_result\":[";
-  for (size_t i = 0; i < tables.size(); ++i) out += (i ? "," : "") + tables[i];
+  std::istringstream tables(spec);
+  for (std::string part; std::getline(tables, part, '|');) {
+    std::istringstream in(part);
+    std::string table, hit, cols[5];  // keys, docs, fields, weights, groups
+    int found = 0, count = 0;
+    in >> table >> found;
+    for (; in >> hit; ++count) {
+      std::replace(hit.begin(), hit.end(), ':', ' ');
+      std::istringstream values(hit + " default");
+      for (int c = 0; c < 5; ++c) {
+        std::string v;
+        values >> v;
+        cols[c] += (count ? "," : "") + (c == 0 || c == 4 ? "\"" + v + "\"" : v);
+      }
+    }
+    const bool note = table == "note";
+    out += std::string(out.back() == '[' ? "" : ",") + "{\"table_name\":\"" + table +
+           "\",\"db_name\":\"main.db\",\"key_field\":\"" +
+           (note ? "id" : table == "message" ? "msg_id" : "uin") + "\",\"docs_found\":" +
+           std::to_string(found) + ",\"docs_return\":" + std::to_string(count) +
+           (note ? ",\"field_num\":1,\"field_list\":\"body\""
+                 : ",\"field_num\":4,\"field_list\":\"name,content,tag,extra\"");
+    if (count > 0) {
+      out += ",\"pkey_arr\":[" + cols[0] + "],\"offset_arr\":[" + cols[1] + "],\"field_id_arr\":[" +
+             cols[2] + "],\"weight_arr\":[" + cols[3] + "],\"group_arr\":[" + cols[4] + "]";
+    }
+    out += "}";
+  }
   return out + "]}";
 }
 
@@ -135,34 +135,25 @@ TEST_F(SearcherTest, ChineseQueryRanksNameHitsFirstAndGroupsHitsPerTable) {
   AddBasicDocs();
   // Whole name (180) before a name prefix (133) before a text hit (80);
   // the message table appears first because it holds the best hit.
-  EXPECT_EQ(AllJson({TableJson("message", 2, {{"m1", 0, 0, 180}, {"m2", 1, 1, 80}}),
-                     TableJson("contact", 1, {{"c1", 2, 0, 133}})}),
-            Search("张三"));
+  EXPECT_EQ(Json("message 2 m1:0:0:180 m2:1:1:80 | contact 1 c1:2:0:133"), Search("张三"));
   // Rows found through text terms alone (the long-text tokens hold no
   // three-character term) follow the name hits newest first, not by weight.
   ASSERT_EQ(0, Add("message", "m5", "", "张三丰来"));
   ASSERT_EQ(0, Add("message", "m6", "", "他说张三丰今天不来了"));
-  EXPECT_EQ(AllJson({TableJson("contact", 1, {{"c1", 2, 0, 180}}),
-                     TableJson("message", 2, {{"m6", 4, 1, 22}, {"m5", 3, 1, 25}})}),
-            Search("张三丰"));
+  EXPECT_EQ(Json("contact 1 c1:2:0:180 | message 2 m6:4:1:22 m5:3:1:25"), Search("张三丰"));
 }
 
 TEST_F(SearcherTest, PinyinInitialsLatinNoTokenAndProfileFields) {
   AddBasicDocs();
-  // Full pinyin, a pinyin prefix (case ignored) and initials hit the names.
-  const struct { const char* query; int m1, c1; } name_hits[] = {
-      {"zhangsan", 140, 93}, {"ZhangS", 40, 33}, {"zs", 80, 33}};
-  for (const auto& c : name_hits) {
-    EXPECT_EQ(AllJson({TableJson("message", 1, {{"m1", 0, 0, c.m1}}),
-                       TableJson("contact", 1, {{"c1", 2, 0, c.c1}})}),
-              Search(c.query))
-        << c.query;
-  }
-  EXPECT_EQ(AllJson({TableJson("message", 1, {{"m1", 0, 1, 125}})}), Search("HEL"));
-  // No-token fields match whole words only; profile fields are stored, never
-  // searched; one absent term empties the search.
-  EXPECT_EQ(AllJson({TableJson("contact", 1, {{"c1", 2, 2, 80}})}), Search("vip"));
-  for (const char* q : {"vi", "e1", "张三 zzzz"}) EXPECT_EQ("<null>", Search(q)) << q;
+  const std::pair<const char*, const char*> cases[] = {
+      {"zhangsan", "message 1 m1:0:0:140 | contact 1 c1:2:0:93"},  // full pinyin
+      {"ZhangS", "message 1 m1:0:0:40 | contact 1 c1:2:0:33"},     // its prefix, any case
+      {"zs", "message 1 m1:0:0:80 | contact 1 c1:2:0:33"},         // initials
+      {"HEL", "message 1 m1:0:1:125"},                             // a text word's prefix
+      {"vip", "contact 1 c1:2:2:80"}, {"vi", ""},  // no-token fields: whole words only
+      {"e1", ""},         // profile fields are stored, never searched
+      {"张三 zzzz", ""}};  // one absent term empties the search
+  for (const auto& [query, expected] : cases) EXPECT_EQ(Json(expected), Search(query)) << query;
 }
 
 TEST_F(SearcherTest, FieldRestrictions) {
@@ -170,9 +161,7 @@ TEST_F(SearcherTest, FieldRestrictions) {
   ASSERT_EQ(0, Add("message", "m3", "vip", "vip lounge"));
   // Only the name field: m2's text hit is gone. Only the text field: no
   // contact, whose text is empty.
-  EXPECT_EQ(AllJson({TableJson("message", 1, {{"m1", 0, 0, 180}}),
-                     TableJson("contact", 1, {{"c1", 2, 0, 133}})}),
-            Search("张三", "name"));
+  EXPECT_EQ(Json("message 1 m1:0:0:180 | contact 1 c1:2:0:133"), Search("张三", "name"));
   EXPECT_EQ(Search("张三", "name"),
             Take(searcher_.doSearch("index_name=chat&field_name=name&query=张三")));
   EXPECT_THAT(Search("张三", "content"),
@@ -180,9 +169,8 @@ TEST_F(SearcherTest, FieldRestrictions) {
                     Not(HasSubstr("contact"))));
   // All fields: the name posting of m3 wins. Several fields, each hit in one
   // of them: m3's name posting is dropped, so it ranks by its text posting.
-  const std::string c1_tag = TableJson("contact", 1, {{"c1", 2, 2, 80}});
-  EXPECT_EQ(AllJson({TableJson("message", 1, {{"m3", 3, 0, 180}}), c1_tag}), Search("vip"));
-  EXPECT_EQ(AllJson({TableJson("message", 1, {{"m3", 3, 1, 166}}), c1_tag}),
+  EXPECT_EQ(Json("message 1 m3:3:0:180 | contact 1 c1:2:2:80"), Search("vip"));
+  EXPECT_EQ(Json("message 1 m3:3:1:166 | contact 1 c1:2:2:80"),
             MoreFields({"content", "tag"}, "vip"));
   // A row holding the term in both listed fields is ranked by the field
   // listed first: the text posting (167) or the tag posting (80). Hits
@@ -207,9 +195,7 @@ TEST_F(SearcherTest, OneSearchOverSeveralIndexesPagesEachIndexOnItsOwn) {
   SearchResult result(true);
   ASSERT_EQ(0, searcher_.doSearch("张三", &config, &result));
   std::unique_ptr<StringBuffer> json(result.serialize());
-  EXPECT_EQ(AllJson({TableJson("message", 2, {{"m1", 0, 0, 180}}),
-                     TableJson("note", 1, {{"n1", 3, 0, 28}})}),
-            json ? json->data : "<null>");
+  EXPECT_EQ(Json("message 2 m1:0:0:180 | note 1 n1:3:0:28"), json ? json->data : "<null>");
 }
 
 TEST_F(SearcherTest, PagingRunsOverRankedHitsOfAllTables) {
@@ -223,8 +209,7 @@ TEST_F(SearcherTest, PagingRunsOverRankedHitsOfAllTables) {
   }
   // Base weights 20,16,14,12,11,10,9,8,7,6 plus 160 for a first whole word.
   // start 2, num 3: ranks 3 to 5 (k2, k3, k4); found counts include all.
-  EXPECT_EQ(AllJson({TableJson("message", 5, {{"k2", 2, 1, 174}, {"k4", 4, 1, 171}}),
-                     TableJson("contact", 5, {{"k3", 3, 1, 172}})}),
+  EXPECT_EQ(Json("message 5 k2:2:1:174 k4:4:1:171 | contact 5 k3:3:1:172"),
             Search("apple", nullptr, 2, 3));
   EXPECT_EQ(Search("apple", nullptr, 2, 3),
             Take(searcher_.doSearch("num=3&index_name=chat&query=apple&start=2")));
@@ -242,9 +227,7 @@ TEST_F(SearcherTest, DeletesRevivalsAndUnchangedRows) {
 
   EXPECT_EQ(0, searcher_.delDoc(kIndex, kDb, "message", "m1"));
   EXPECT_EQ(1, searcher_.getDelNum("default"));
-  EXPECT_EQ(AllJson({TableJson("contact", 1, {{"c1", 2, 0, 133}}),
-                     TableJson("message", 1, {{"m2", 1, 1, 80}})}),
-            Search("张三"));
+  EXPECT_EQ(Json("contact 1 c1:2:0:133 | message 1 m2:1:1:80"), Search("张三"));
 
   // Re-added with its old content: the old id comes back, nothing new.
   EXPECT_EQ(0, Add("message", "m1", "张三", "hello kitty", "work", "e1"));
@@ -269,7 +252,7 @@ TEST_F(SearcherTest, DeletesRevivalsAndUnchangedRows) {
                                     return ++*static_cast<int*>(ctx), 0;
                                   }));
   EXPECT_EQ(1, calls);
-  EXPECT_EQ(AllJson({TableJson("contact", 1, {{"c1", 2, 0, 133}})}), Search("张三"));
+  EXPECT_EQ(Json("contact 1 c1:2:0:133"), Search("张三"));
 }
 
 TEST_F(SearcherTest, SeveralGroupsCompactionAndReopening) {
@@ -282,9 +265,7 @@ TEST_F(SearcherTest, SeveralGroupsCompactionAndReopening) {
   // m2 changes in g2 while its old row still lives in the default group:
   // both groups find it, and the better hit (the lower field) is kept.
   ASSERT_EQ(0, Add("message", "m2", "张三", "x"));
-  EXPECT_EQ(AllJson({TableJson("message", 2,
-                               {{"m4", 0, 0, 180, "g2"}, {"m2", 1, 0, 180, "g2"}, {"m1", 0, 0, 180}}),
-                     TableJson("contact", 1, {{"c1", 2, 0, 133}})}),
+  EXPECT_EQ(Json("message 2 m4:0:0:180:g2 m2:1:0:180:g2 m1:0:0:180 | contact 1 c1:2:0:133"),
             Search("张三"));
   // A delete reaches every group.
   EXPECT_EQ(0, searcher_.delDoc(kIndex, kDb, "message", "m2"));
@@ -304,9 +285,7 @@ TEST_F(SearcherTest, SeveralGroupsCompactionAndReopening) {
   EXPECT_EQ(0, searcher_.getDelNum("default"));
   // Survivors are renumbered densely per group: m1 0, c1 1; m4 0.
   const std::string compacted = Search("张三");
-  EXPECT_EQ(AllJson({TableJson("message", 2, {{"m4", 0, 0, 180, "g2"}, {"m1", 0, 0, 180}}),
-                     TableJson("contact", 1, {{"c1", 1, 0, 133}})}),
-            compacted);
+  EXPECT_EQ(Json("message 2 m4:0:0:180:g2 m1:0:0:180 | contact 1 c1:1:0:133"), compacted);
 
   ASSERT_EQ(0, searcher_.save());
   {
@@ -375,7 +354,8 @@ TEST_F(SearcherTest, QueryStringLanguage) {
       "index_name=nosuch&query=张三", "index_name=chat&field_name=nofield&query=张三",
       "index_name=chat&query=张三&num=0",
       "index_name=chat&query=张三&num=ten",  // atoi gives 0: nothing returned
-      "index_name=chat&query=张三&field_name=content=x", "index_name=chat&query=张三&start=-5&num=-1",
+      "index_name=chat&query=张三&field_name=content=x",
+      "index_name=chat&query=张三&start=-5&num=-1",
       "index_name=chat&query=a=b",  // the query is "a=b", which nothing matches
       "index_name=chat&query=" + std::string(10000, 'a'), "index_name=chat&query=" + han,
       "index_name=chat&query=" + mixed};
@@ -418,7 +398,8 @@ std::vector<std::string> Expected(const std::map<std::string, Row>& rows,
 // Sorted "table/key" of every returned key, and the sum of found counts.
 std::vector<std::string> Returned(const std::string& json, int* found) {
   static const std::regex table(
-      "\"table_name\":\"(\\w+)\"[^}]*?\"docs_found\":(\\d+)[^}]*?(?:\"pkey_arr\":\\[([^\\]]*)|\\})");
+      "\"table_name\":\"(\\w+)\"[^}]*?\"docs_found\":(\\d+)"
+      "[^}]*?(?:\"pkey_arr\":\\[([^\\]]*)|\\})");
   static const std::regex key("\"(\\w+)\"");
   std::vector<std::string> out;
   *found = 0;
@@ -492,7 +473,7 @@ TEST_F(SearcherModel, RandomChangesMatchAModelOfTheLiveRows) {
       // A page returns its share of the hits.
       const int start = static_cast<int>(rng() % 6), num = 1 + static_cast<int>(rng() % 4);
       const int total = static_cast<int>(expected.size());
-      const std::vector<std::string> paged = Returned(Search(query.c_str(), nullptr, start, num), &found);
+      const auto paged = Returned(Search(query.c_str(), nullptr, start, num), &found);
       ASSERT_EQ(std::min(num, std::max(0, total - start)), static_cast<int>(paged.size()))
           << query << " start " << start << " num " << num;
       ASSERT_TRUE(std::includes(expected.begin(), expected.end(), paged.begin(), paged.end()));
