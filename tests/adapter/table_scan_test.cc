@@ -197,17 +197,21 @@ TEST_F(TableScanTest, BadInputGivesCodesAndMessages) {
   ASSERT_EQ(0, engine_->Register("where", "app", "msgs", "body", "flag = = 1"));
   EXPECT_EQ(-7, Scan("where"));
 
-  // A database file that does not exist opens empty: the table is missing.
-  ASSERT_EQ(0, adapter()->addDB("gone", dir_.file("gone.db").c_str(), "", false));
-  ASSERT_EQ(0, engine_->Register("idx", "gone", "msgs", "body"));
-  EXPECT_EQ(-7, adapter()->scanTable("gone", "msgs", "idx"));
-  // One in a missing directory cannot be opened at all, nor one with a wrong key.
-  ASSERT_EQ(0, adapter()->addDB("nodir", dir_.file("no/dir.db").c_str(), "", false));
-  ASSERT_EQ(0, engine_->Register("idx", "nodir", "msgs", "body"));
-  EXPECT_EQ(-1, adapter()->scanTable("nodir", "msgs", "idx"));
-  ASSERT_EQ(0, adapter()->addDB("badkey", db_path_.c_str(), "bad-key", false));
-  ASSERT_EQ(0, engine_->Register("idx", "badkey", "msgs", "body"));
-  EXPECT_EQ(-1, adapter()->scanTable("badkey", "msgs", "idx"));
+  // A missing file opens empty, so its table is missing; a file in a missing
+  // directory, or one read with a wrong key, cannot be opened at all.
+  const struct {
+    const char* db;
+    std::string path;
+    const char* key;
+    int code;
+  } dbs[] = {{"gone", dir_.file("gone.db"), "", -7},
+             {"nodir", dir_.file("no/dir.db"), "", -1},
+             {"badkey", db_path_, "bad-key", -1}};
+  for (const auto& d : dbs) {
+    ASSERT_EQ(0, adapter()->addDB(d.db, d.path.c_str(), d.key, false));
+    ASSERT_EQ(0, engine_->Register("idx", d.db, "msgs", "body"));
+    EXPECT_EQ(d.code, adapter()->scanTable(d.db, "msgs", "idx")) << d.db;
+  }
 }
 
 }  // namespace
