@@ -33,7 +33,8 @@ final class RobustnessTest {
             app.startHooked();
             app.insert("c1", "张三", "kestrel");
             for (int i = 0; i < CALLS; i++) {
-                check(native_search(INDEX, "name", "zs", 0, 5, true) != null, "search");
+                check(app.find("zhangsan").contains("c1"), "search");
+                check(native_search(INDEX, "name", "zs", 0, 5, true) != null, "field search");
                 check(Utils.native_highlight_abstract("我和张三丰说", "zs", 10) != null, "hl");
                 check(Utils.native_convert_pinyin("张", 3) != null, "pinyin");
                 native_sign_str_hash(new String[] {"abcd", "ef", null}, i);
@@ -42,6 +43,8 @@ final class RobustnessTest {
                 // Alternating values, so half of the calls change the document.
                 check(native_modify_doc(INDEX, DB, TABLE, "m1",
                         new Object[] {"李四", (i % 2 == 0) ? "even" : "odd"}) == 0, "modify");
+                native_del_doc(INDEX, DB, TABLE, "absent");
+                native_set_auto_save(INDEX, DB, TABLE, i % 2 == 0);
                 native_get_del_num("default");
                 native_set_max_rawid(INDEX, DB, TABLE, 1);
                 native_base_weight();
