@@ -87,12 +87,14 @@ _Ret darray_expand(_DArray* arr, unsigned int k) {
   unsigned long long capacity = 2ULL * arr->capacity + 8;
   if (capacity > 0xFFFFFFFFULL) return RET_NOMEM;
   // One zeroed slot beyond the declared capacity, as the layout always had.
-  u64* items = alloc_slots(capacity + 1);
+  // The storage grows in place where the allocator can (large blocks are
+  // remapped, not copied); every slot from `count` on is then zeroed, which
+  // leaves exactly what a fresh zeroed block with the used slots copied in
+  // would hold.
+  if (capacity + 1 > (~(size_t)0) / sizeof(u64)) return RET_NOMEM;
+  u64* items = static_cast<u64*>(realloc(arr->items, (size_t)(capacity + 1) * sizeof(u64)));
   if (items == nullptr) return RET_NOMEM;
-  if (arr->items != nullptr && arr->count > 0) {
-    memcpy(items, arr->items, (size_t)arr->count * sizeof(u64));
-  }
-  free(arr->items);
+  memset(items + arr->count, 0, (size_t)(capacity + 1 - arr->count) * sizeof(u64));
   arr->items = items;
   arr->capacity = (unsigned int)capacity;
   return RET_OK;

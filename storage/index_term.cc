@@ -46,12 +46,19 @@ bool SortDistinctDocIds(const u64* a, unsigned int n, u64* out) {
 IndexTerm::IndexTerm(unsigned int s, unsigned char t, term_valid_fn v, void* u, _DArray* arr)
     : userArr(arr), docs(darray_create(nullptr, true)), cursor(0), sign(s), tag(t), valid(v), user(u) {}
 
-IndexTerm::~IndexTerm() { darray_destroy(docs); }
+// The postings hold no pointers (the array has no release callback), so the
+// storage is freed without a walk over the slots.
+IndexTerm::~IndexTerm() { pointer_destory(docs); }
 
 int IndexTerm::addDoc(unsigned int docid, unsigned char field, unsigned char weight, unsigned char bits,
                       bool allFields) {
   if (valid != nullptr && valid(user, docid, allFields ? field : -1, userArr)) return 0;
-  darray_append(docs, doc_union_t::make(docid, field, weight, bits).value);
+  const u64 value = doc_union_t::make(docid, field, weight, bits).value;
+  if (docs != nullptr && docs->count < docs->capacity) {
+    docs->items[docs->count++] = value;  // darray_append without the growth check's call
+  } else {
+    darray_append(docs, value);
+  }
   if (docid > 0xFFFFFF) wideDocIds_ = true;
   sorted_ = false;
   return 0;
