@@ -87,14 +87,12 @@ TEST(SearchResultJson, EmptyResultsRawStringsAndEmptyEntries) {
 
 TEST(TableResultMerge, DuplicateKeysKeepTheBetterHitThenMergeByWeight) {
   TableResult mine(true), theirs(true);
-  Fill(&mine, {{"low_field", 50, 2, 1, "new"},
-               {"weight", 50, 1, 2, "new"},
-               {"tie", 70, 1, 3, "new"},
-               {"only_mine", 40, 0, 4, "new"}});
-  Fill(&theirs, {{"weight", 90, 1, 6, "old"},      // same field, higher weight
-                 {"tie", 70, 1, 7, "old"},         // full tie: mine stays
-                 {"only_theirs", 40, 3, 8, "old"},
-                 {"low_field", 10, 0, 5, "old"}});  // lower field wins
+  // "weight": same field, theirs weighs more; "tie": full tie, mine stays;
+  // "low_field": theirs has the lower field and wins.
+  Fill(&mine, {{"low_field", 50, 2, 1, "new"}, {"weight", 50, 1, 2, "new"},
+               {"tie", 70, 1, 3, "new"}, {"only_mine", 40, 0, 4, "new"}});
+  Fill(&theirs, {{"weight", 90, 1, 6, "old"}, {"tie", 70, 1, 7, "old"},
+                 {"only_theirs", 40, 3, 8, "old"}, {"low_field", 10, 0, 5, "old"}});
   mine.sumDocFound(4);
   theirs.sumDocFound(4);
 
