@@ -40,10 +40,10 @@ std::string Take(char* text) {
 // The whole JSON text of a search, written "table found hit hit ... | ...",
 // each hit key:doc:field:weight[:group] (group "default" when left out);
 // "<null>" for an empty text. "note" is the one table of a second index.
-std::string Json(const std::string& spec) {
-  if (spec.empty()) return "<null>";
+std::string Json(const std::string& layout) {
+  if (layout.empty()) return "<null>";
   std::string out = "{\"all_result\":[";
-  std::istringstream tables(spec);
+  std::istringstream tables(layout);
   for (std::string part; std::getline(tables, part, '|');) {
     std::istringstream in(part);
     std::string table, hit, cols[5];  // keys, docs, fields, weights, groups
