@@ -35,9 +35,6 @@ TEST(MMapFileTest, OpenRulesForMissingEmptyExistingAndDirectoryPaths) {
   EXPECT_EQ(1, Open(f, dir.file("a")));  // keeps the first mapping
   EXPECT_EQ(first, f.safeOffset2Addr(0));
   EXPECT_EQ(nullptr, f.safeOffset2Addr(8192));
-  MMapFile g(100, false, false, true);  // an existing file keeps its own size
-  ASSERT_EQ(1, Open(g, dir.file("a")));
-  EXPECT_EQ(8192u, g.getMapSize());
 
   // Read-only: an existing file is truncated to its own size on open, which
   // a read-only descriptor refuses; a new file is created and mapped.
