@@ -53,6 +53,7 @@ TEST(DocIdManagerTest, KeysAndRecordsAcrossIdFilesAreFoundAfterReopen) {
   }
   EXPECT_EQ("123456789zero-sum-keylong-key-number-1000", ks_test::ReadFile(dir.file("pKey-0")).substr(0, 41));
   std::string r0 = StoredRecord(dir, 0), r1 = StoredRecord(dir, 1);
+  // Key length 8, checksum 11, live, the key inline.
   EXPECT_EQ(std::string("\x08\0", 2) + "\x0B" + std::string(3, '\0') + '\0' + "12345678", r0.substr(4));
   unsigned int crc = Crc("123456789");
   EXPECT_EQ(std::string(reinterpret_cast<const char*>(&crc), 4), r1.substr(15, 4));  // x86: little-endian
