@@ -63,6 +63,7 @@ bool PostingWins(doc_union_t posting, doc_union_t pending,
 // A set of 24-bit doc ids, one bit each, grown to the largest id seen.
 class DocBitmap {
  public:
+  explicit DocBitmap(unsigned int docs_hint = 0) : bits_((docs_hint >> 6) + 1, 0) {}
   // True when `docid` was not in the set yet.
   bool insert(unsigned int docid) {
     const size_t word = docid >> 6;
@@ -81,30 +82,43 @@ class DocBitmap {
   std::vector<unsigned long long> bits_;
 };
 
-// The (doc id, field) pairs of one term's postings, one doc-id set per field.
+// The (24-bit doc id, field) pairs of one term's postings, one doc-id set
+// per field. Filled through a cursor's validity callback (Collect), which
+// takes every posting and leaves the cursor empty.
 class DocFieldSet {
  public:
-  explicit DocFieldSet(const IndexTerm* term) {
+  DocFieldSet(unsigned int docs_hint, int restriction)
+      : hint_(docs_hint), field_(static_cast<unsigned char>(restriction)) {
     for (unsigned short& s : slot_) s = kNone;
-    const unsigned long long* p = term->postings();
-    const unsigned int n = static_cast<unsigned int>(term->getDocCount());
-    for (unsigned int i = 0; i < n; ++i) {
-      const doc_union_t u{p[i]};
-      unsigned short& s = slot_[u.field()];
-      if (s == kNone) {
-        s = static_cast<unsigned short>(sets_.size());
-        sets_.emplace_back();
-      }
-      sets_[s].insert(u.docid());
-    }
+  }
+  // getTerm passes -1 for the field when it looks up one field only.
+  static bool Collect(void* set, unsigned int docid, int field, void*) {
+    DocFieldSet* self = static_cast<DocFieldSet*>(set);
+    if (docid > 0xFFFFFF) self->wide_ = true;
+    self->insert(docid & 0xFFFFFF, field == -1 ? self->field_ : static_cast<unsigned char>(field));
+    return true;
   }
   bool contains(doc_union_t u) const {
     const unsigned short s = slot_[u.field()];
     return s != kNone && sets_[s].contains(u.docid());
   }
+  // Whether a doc id did not fit in 24 bits.
+  bool wide() const { return wide_; }
 
  private:
   static const unsigned short kNone = 0xFFFF;
+  void insert(unsigned int docid, unsigned char field) {
+    unsigned short& s = slot_[field];
+    if (s == kNone) {
+      s = static_cast<unsigned short>(sets_.size());
+      sets_.emplace_back(hint_);
+    }
+    sets_[s].insert(docid);
+  }
+
+  unsigned int hint_;
+  unsigned char field_;
+  bool wide_ = false;
   unsigned short slot_[256];
   std::vector<DocBitmap> sets_;
 };
@@ -148,21 +162,34 @@ void IntersectTerms(_DArray* terms, _DArray* hits, _DArray* filter) {
   }
 }
 
-// IntersectTerms over terms gathered without the validity callback, checking
-// validity only for postings that every further term confirms. Same hits in
-// the same order: a further term's posting that matches a posting of the
+// IntersectTerms for a list of several terms, checking validity only for
+// the postings of the first term that every further term confirms. Same hits
+// in the same order: a further term's posting that matches a posting of the
 // first in doc id and field has the same full doc id (no wide ids) and field,
-// so the callback answers both alike, and checking validity after the
-// (pure) membership tests instead of before drops the same postings.
-void IntersectUnchecked(_DArray* terms, _DArray* hits, DocIdManager* docs, _DArray* tables,
-                        bool allFields) {
-  const unsigned int n = darray_length(terms);
+// so the callback answers both alike, and checking validity after the (pure)
+// membership tests instead of before drops the same postings. False, with
+// nothing appended, when a doc id does not fit in 24 bits.
+bool IntersectUnchecked(IndexManager* index, const _DArray* list, int restriction,
+                        DocIdManager* docs, _DArray* tables, _DArray* hits) {
+  const unsigned int n = darray_length(list);
+  const unsigned long long token0 = darray_get_by_index(list, 0);
+  IndexTerm first(static_cast<unsigned int>(token0), static_cast<unsigned char>(token0 >> 32),
+                  nullptr, nullptr, nullptr);
+  index->getTerm(static_cast<unsigned int>(token0), &first, restriction);
+  if (first.hasWideDocIds()) return false;
   std::vector<DocFieldSet> further;
   further.reserve(n - 1);
-  for (unsigned int i = 1; i < n; ++i) further.emplace_back(TermAt(terms, i));
-  const IndexTerm* first = TermAt(terms, 0);
-  const unsigned long long* p = first->postings();
-  const unsigned int count = static_cast<unsigned int>(first->getDocCount());
+  for (unsigned int i = 1; i < n; ++i) {
+    const unsigned long long token = darray_get_by_index(list, i);
+    further.emplace_back(docs->getDocNumber(), restriction);
+    IndexTerm sink(static_cast<unsigned int>(token), static_cast<unsigned char>(token >> 32),
+                   DocFieldSet::Collect, &further.back(), nullptr);
+    index->getTerm(static_cast<unsigned int>(token), &sink, restriction);
+    if (further.back().wide()) return false;
+  }
+  const bool allFields = restriction == -1;
+  const unsigned long long* p = first.postings();
+  const unsigned int count = static_cast<unsigned int>(first.getDocCount());
   for (unsigned int k = 0; k < count; ++k) {
     const doc_union_t posting{p[k]};
     bool confirmed = true;
@@ -174,12 +201,13 @@ void IntersectUnchecked(_DArray* terms, _DArray* hits, DocIdManager* docs, _DArr
     }
     EmitHit(posting, hits);
   }
+  return true;
 }
 
-// One cursor per token of `list`, holding the postings of its term (every
-// posting when `unchecked`, else those the validity callback keeps). Stops
-// at a cursor that cannot be allocated; null when the list cannot be.
-_DArray* GatherTerms(IndexManager* index, const _DArray* list, bool unchecked, DocIdManager* docs,
+// One cursor per token of `list`, holding the postings of its term that the
+// validity callback keeps. Stops at a cursor that cannot be allocated; null
+// when the list cannot be.
+_DArray* GatherTerms(IndexManager* index, const _DArray* list, DocIdManager* docs,
                      _DArray* tables, int restriction) {
   _DArray* terms = darray_create(GroupSearcher::term_free, true);
   if (terms == nullptr) return nullptr;
@@ -188,22 +216,12 @@ _DArray* GatherTerms(IndexManager* index, const _DArray* list, bool unchecked, D
     const unsigned long long token = darray_get_by_index(list, i);
     const unsigned int sign = static_cast<unsigned int>(token);
     const unsigned char tag = static_cast<unsigned char>(token >> 32);
-    IndexTerm* term = unchecked
-                          ? new (std::nothrow) IndexTerm(sign, tag, nullptr, nullptr, nullptr)
-                          : new (std::nothrow)
-                                IndexTerm(sign, tag, GroupSearcher::index_valify, docs, tables);
+    IndexTerm* term = new (std::nothrow) IndexTerm(sign, tag, GroupSearcher::index_valify, docs, tables);
     if (term == nullptr) break;
     index->getTerm(sign, term, restriction);
     darray_append(terms, static_cast<const void*>(term));
   }
   return terms;
-}
-
-bool AnyWideDocIds(const _DArray* terms) {
-  for (unsigned int i = 0; i < darray_length(terms); ++i) {
-    if (TermAt(terms, i)->hasWideDocIds()) return true;
-  }
-  return false;
 }
 
 bool SameTerms(const _DArray* a, const _DArray* b) {
@@ -311,23 +329,19 @@ int GroupSearcher::doSearchImpl(SearchResult* result,
     // single characters give both lists the same terms).
     if (k > 0 && SameTerms(lists[k], lists[0])) continue;
     // Several terms without a field filter are intersected before their
-    // postings are checked for validity (IntersectUnchecked); otherwise, or
-    // when a doc id does not fit the postings' 24 bits, every posting is
-    // checked as it is gathered.
-    bool unchecked = filter == nullptr && darray_length(lists[k]) > 1;
-    _DArray* terms = GatherTerms(m_indexMgr->index_mgr, lists[k], unchecked, docs, tables,
-                                 restriction);
-    if (terms != nullptr && unchecked && (darray_length(terms) < 2 || AnyWideDocIds(terms))) {
-      darray_destroy(terms);
-      unchecked = false;
-      terms = GatherTerms(m_indexMgr->index_mgr, lists[k], false, docs, tables, restriction);
-    }
-    if (terms == nullptr) break;
+    // postings are checked for validity; otherwise, or when a doc id does not
+    // fit the postings' 24 bits, every posting is checked as it is gathered.
     _DArray* hits = k == 0 ? merged : darray_create(nullptr, false);
-    if (unchecked && hits != nullptr) {
-      IntersectUnchecked(terms, hits, docs, tables, restriction == -1);
-    } else {
+    const bool unchecked = filter == nullptr && darray_length(lists[k]) > 1 && hits != nullptr;
+    if (!unchecked ||
+        !IntersectUnchecked(m_indexMgr->index_mgr, lists[k], restriction, docs, tables, hits)) {
+      _DArray* terms = GatherTerms(m_indexMgr->index_mgr, lists[k], docs, tables, restriction);
+      if (terms == nullptr) {
+        if (hits != merged) darray_destroy(hits);
+        break;
+      }
       doAnd(terms, hits, filter);
+      darray_destroy(terms);
     }
     if (k == 0) {
       darray_shell_sort(merged, HitWeightCmp);
@@ -335,7 +349,6 @@ int GroupSearcher::doSearchImpl(SearchResult* result,
       AppendNewDocuments(hits, merged);
       darray_destroy(hits);
     }
-    darray_destroy(terms);
   }
 
   if (merged != nullptr) fillTableResult(result, tables, merged);
