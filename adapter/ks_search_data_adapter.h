@@ -146,11 +146,14 @@ class KSSearchDataAdapter {
   // Removes every installed hook, also while stopped. Returns 0.
   int stopAllHook();
   // The update hook: reads the changed row of every registered table of that
-  // name back and adds, modifies or deletes its document.
+  // name back and adds, modifies or deletes its document. Nothing unwinds out
+  // of it into SQLite: an exception from below (memory exhaustion) drops the
+  // change.
   static void sqlite_hooker(void* ctx, int op, const char* db_name, const char* table_name,
                             sqlite3_int64 rowid);
 
  private:
+  static void hookChange(void* ctx, int op, const char* table_name, sqlite3_int64 rowid);
   ConfigManager* configManager() const;
   _sqlite_db_cfg_t* findOrAddDB(const char* db_name);
   void releaseHook(_sqlite_db_cfg_t* db);

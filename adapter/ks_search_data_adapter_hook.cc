@@ -186,6 +186,15 @@ int KSSearchDataAdapter::stopAllHook() {
 void KSSearchDataAdapter::sqlite_hooker(void* arg, int op, const char* db_name,
                                         const char* table_name, sqlite3_int64 rowid) {
   (void)db_name;  // SQLite's schema name ("main"); documents use the host's name
+  // The hook runs inside SQLite's C frames, which must not be unwound.
+  try {
+    hookChange(arg, op, table_name, rowid);
+  } catch (...) {
+  }
+}
+
+void KSSearchDataAdapter::hookChange(void* arg, int op, const char* table_name,
+                                     sqlite3_int64 rowid) {
   if (stop_flag_ || arg == nullptr || table_name == nullptr) return;
   log_level_printf(SEARCH_LOG_WARN, " sqlite_hooker 1 %s -- %lld -- %d", table_name,
                    static_cast<long long>(rowid), op);

@@ -3,6 +3,7 @@
 #include <jni.h>
 
 #include "bridge/engine.h"
+#include "bridge/exception_guard.h"
 #include "bridge/host_callbacks.h"
 #include "bridge/jni_text.h"
 #include "bridge/native_methods.h"
@@ -15,7 +16,7 @@ const char kNativeHandlerClass[] = "com/orvenco/android/vantrel/search/NativeHan
 const char kUtilsClass[] = "com/orvenco/android/vantrel/search/Utils";
 
 #define KS_NATIVE(name, signature, function) \
-  { const_cast<char*>(name), const_cast<char*>(signature), reinterpret_cast<void*>(function) }
+  { const_cast<char*>(name), const_cast<char*>(signature), reinterpret_cast<void*>(&ExceptionGuard<function>::call) }
 
 const JNINativeMethod kNativeHandlerMethods[] = {
     KS_NATIVE("native_init_engine", "(Ljava/lang/String;I)I", init_engine),
