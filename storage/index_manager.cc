@@ -1,5 +1,6 @@
 #include "storage/index_manager.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <new>
@@ -32,6 +33,13 @@ bool Greater(const unsigned char* a, const unsigned char* b) {
   return DecodeFixed32(a + 4) > DecodeFixed32(b + 4);
 }
 
+// Index of the largest gap below n, or -1.
+int TopGap(unsigned int n) {
+  int g = static_cast<int>(sizeof(kGaps) / sizeof(kGaps[0])) - 1;
+  while (g >= 0 && kGaps[g] >= n) --g;
+  return g;
+}
+
 template <typename Fn>
 void ForEachRecord(BlockFiles* store, int firstFile, Fn fn) {
   for (int f = firstFile; f < store->blockNumber(); ++f) {
@@ -45,15 +53,13 @@ void ForEachRecord(BlockFiles* store, int firstFile, Fn fn) {
 
 }  // namespace
 
-int idx_sort_full_file(MMapFile* file, unsigned int size) {
-  unsigned char* base = file == nullptr ? nullptr : static_cast<unsigned char*>(file->safeOffset2Addr(0));
-  if (base == nullptr) return 0;
-  if (size > file->getMapSize()) size = file->getMapSize();
-  unsigned int n = size / kRec;
-  int g = static_cast<int>(sizeof(kGaps) / sizeof(kGaps[0])) - 1;
-  while (g >= 0 && kGaps[g] >= n) --g;
+namespace {
+
+// Shell sort of n records straight in the file's bytes; used when no scratch
+// memory can be had.
+void ShellSortRecords(unsigned char* base, unsigned int n) {
   unsigned char lifted[kRec];
-  for (; g >= 0; --g) {
+  for (int g = TopGap(n); g >= 0; --g) {
     unsigned int gap = kGaps[g];
     for (unsigned int i = gap; i < n; ++i) {
       memcpy(lifted, base + static_cast<size_t>(i) * kRec, kRec);
@@ -65,6 +71,77 @@ int idx_sort_full_file(MMapFile* file, unsigned int size) {
       if (j != i) memcpy(base + static_cast<size_t>(j) * kRec, lifted, kRec);
     }
   }
+}
+
+// A record's (sign, doc id) as one number, and where the record sits.
+struct SortItem {
+  unsigned long long key;
+  unsigned int at;
+};
+
+// The same shell sort, on keys: moves the same items the same way.
+void ShellSortItems(SortItem* items, unsigned int n) {
+  for (int g = TopGap(n); g >= 0; --g) {
+    unsigned int gap = kGaps[g];
+    for (unsigned int i = gap; i < n; ++i) {
+      SortItem lifted = items[i];
+      unsigned int j = i;
+      while (j >= gap && items[j - gap].key > lifted.key) {
+        items[j] = items[j - gap];
+        j -= gap;
+      }
+      items[j] = lifted;
+    }
+  }
+}
+
+// Sorts the keys. Without two equal keys there is one ascending order, so any
+// sort gives the shell sort's; with equal keys the shell sort places them and
+// is run on the keys as they were.
+void SortItems(SortItem* items, unsigned int n) {
+  SortItem* work = new (std::nothrow) SortItem[n];
+  if (work != nullptr) {
+    memcpy(work, items, sizeof(SortItem) * n);
+    std::sort(work, work + n, [](const SortItem& a, const SortItem& b) { return a.key < b.key; });
+    bool unique = true;
+    for (unsigned int i = 1; i < n && unique; ++i) unique = work[i - 1].key != work[i].key;
+    if (unique) memcpy(items, work, sizeof(SortItem) * n);
+    delete[] work;
+    if (unique) return;
+  }
+  ShellSortItems(items, n);
+}
+
+// Sorts by key and index, then moves every record once.
+bool SortByKeys(unsigned char* base, unsigned int n) {
+  SortItem* items = new (std::nothrow) SortItem[n];
+  unsigned char* sorted = new (std::nothrow) unsigned char[static_cast<size_t>(n) * kRec];
+  bool ok = items != nullptr && sorted != nullptr;
+  if (ok) {
+    for (unsigned int i = 0; i < n; ++i) {
+      const unsigned char* r = base + static_cast<size_t>(i) * kRec;
+      items[i].key = (static_cast<unsigned long long>(DecodeFixed32(r)) << 32) | DecodeFixed32(r + 4);
+      items[i].at = i;
+    }
+    SortItems(items, n);
+    for (unsigned int i = 0; i < n; ++i) {
+      memcpy(sorted + static_cast<size_t>(i) * kRec, base + static_cast<size_t>(items[i].at) * kRec, kRec);
+    }
+    memcpy(base, sorted, static_cast<size_t>(n) * kRec);
+  }
+  delete[] items;
+  delete[] sorted;
+  return ok;
+}
+
+}  // namespace
+
+int idx_sort_full_file(MMapFile* file, unsigned int size) {
+  unsigned char* base = file == nullptr ? nullptr : static_cast<unsigned char*>(file->safeOffset2Addr(0));
+  if (base == nullptr) return 0;
+  if (size > file->getMapSize()) size = file->getMapSize();
+  unsigned int n = size / kRec;
+  if (n > 1 && !SortByKeys(base, n)) ShellSortRecords(base, n);
   return 0;
 }
 
