@@ -1,6 +1,5 @@
 #include "storage/index_manager.h"
 
-#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <new>
@@ -95,42 +94,72 @@ void ShellSortItems(SortItem* items, unsigned int n) {
   }
 }
 
-// Sorts the keys. Without two equal keys there is one ascending order, so any
-// sort gives the shell sort's; with equal keys the shell sort places them and
-// is run on the keys as they were.
-void SortItems(SortItem* items, unsigned int n) {
-  SortItem* work = new (std::nothrow) SortItem[n];
-  if (work != nullptr) {
-    memcpy(work, items, sizeof(SortItem) * n);
-    std::sort(work, work + n, [](const SortItem& a, const SortItem& b) { return a.key < b.key; });
-    bool unique = true;
-    for (unsigned int i = 1; i < n && unique; ++i) unique = work[i - 1].key != work[i].key;
-    if (unique) memcpy(items, work, sizeof(SortItem) * n);
-    delete[] work;
-    if (unique) return;
+// Stable radix sort by key, a byte a pass, from the lowest; passes whose byte
+// is the same in every key are skipped. Sorts `items` using `work` as the
+// other buffer and returns the one that holds the result.
+SortItem* RadixSortItems(SortItem* items, SortItem* work, unsigned int n) {
+  static const int kPasses = 8;
+  unsigned int counts[kPasses][256] = {};
+  for (unsigned int i = 0; i < n; ++i) {
+    for (int p = 0; p < kPasses; ++p) ++counts[p][(items[i].key >> (8 * p)) & 0xFF];
   }
-  ShellSortItems(items, n);
+  for (int p = 0; p < kPasses; ++p) {
+    unsigned int* count = counts[p];
+    if (count[(items[0].key >> (8 * p)) & 0xFF] == n) continue;
+    unsigned int next = 0;
+    for (int d = 0; d < 256; ++d) {
+      unsigned int c = count[d];
+      count[d] = next;
+      next += c;
+    }
+    for (unsigned int i = 0; i < n; ++i) work[count[(items[i].key >> (8 * p)) & 0xFF]++] = items[i];
+    SortItem* t = items;
+    items = work;
+    work = t;
+  }
+  return items;
 }
 
-// Sorts by key and index, then moves every record once.
+bool HasEqualNeighbours(const SortItem* items, unsigned int n) {
+  for (unsigned int i = 1; i < n; ++i) {
+    if (items[i - 1].key == items[i].key) return true;
+  }
+  return false;
+}
+
+void LoadItems(const unsigned char* base, SortItem* items, unsigned int n) {
+  for (unsigned int i = 0; i < n; ++i) {
+    const unsigned char* r = base + static_cast<size_t>(i) * kRec;
+    items[i].key = (static_cast<unsigned long long>(DecodeFixed32(r)) << 32) | DecodeFixed32(r + 4);
+    items[i].at = i;
+  }
+}
+
+// Sorts the keys aside, then moves every record once. Without two equal keys
+// the ascending order is unique, so the radix sort finds the shell sort's;
+// with equal keys the shell sort itself runs on the keys as they were, which
+// moves them exactly as it would move the records. False without memory.
 bool SortByKeys(unsigned char* base, unsigned int n) {
   SortItem* items = new (std::nothrow) SortItem[n];
-  unsigned char* sorted = new (std::nothrow) unsigned char[static_cast<size_t>(n) * kRec];
-  bool ok = items != nullptr && sorted != nullptr;
+  SortItem* work = new (std::nothrow) SortItem[n];
+  bool ok = items != nullptr && work != nullptr;
   if (ok) {
-    for (unsigned int i = 0; i < n; ++i) {
-      const unsigned char* r = base + static_cast<size_t>(i) * kRec;
-      items[i].key = (static_cast<unsigned long long>(DecodeFixed32(r)) << 32) | DecodeFixed32(r + 4);
-      items[i].at = i;
+    LoadItems(base, items, n);
+    SortItem* order = RadixSortItems(items, work, n);
+    if (HasEqualNeighbours(order, n)) {
+      order = items;
+      LoadItems(base, order, n);
+      ShellSortItems(order, n);
     }
-    SortItems(items, n);
+    // The buffer not holding the order is free, and larger than the records.
+    unsigned char* sorted = reinterpret_cast<unsigned char*>(order == items ? work : items);
     for (unsigned int i = 0; i < n; ++i) {
-      memcpy(sorted + static_cast<size_t>(i) * kRec, base + static_cast<size_t>(items[i].at) * kRec, kRec);
+      memcpy(sorted + static_cast<size_t>(i) * kRec, base + static_cast<size_t>(order[i].at) * kRec, kRec);
     }
     memcpy(base, sorted, static_cast<size_t>(n) * kRec);
   }
   delete[] items;
-  delete[] sorted;
+  delete[] work;
   return ok;
 }
 

@@ -106,9 +106,9 @@ class IndexManager {
 
 // onFileFull callback of the postings store: sorts a full file in place by
 // (sign, doc id); records with equal keys end where the shell sort with the
-// engine's gap sequence puts them. Sorts a key array aside (about 1.5 times
-// the file in scratch memory) and moves each record once; without that memory
-// it shell-sorts the file's bytes directly. Bytes past the last whole record
+// engine's gap sequence puts them. Sorts (key, position) pairs aside, 32 bytes
+// of scratch memory a record (about three times the file), and moves each
+// record once; without that memory it shell-sorts the file's bytes directly. Bytes past the last whole record
 // are left alone. Returns 0.
 int idx_sort_full_file(MMapFile* file, unsigned int size);
 
