@@ -6,6 +6,7 @@
 #include <string.h>
 
 #include "foundation/utf8_util.h"
+#include "foundation/zeroed_alloc.h"
 
 namespace mobile_search {
 
@@ -55,9 +56,9 @@ int append_number(_str_buffer_t* buf, const char* format, unsigned long long u, 
 
 _str_buffer_t* str_buffer_create(int n) {
   if (n < 1 || n > kMaxCapacity) return nullptr;
-  _str_buffer_t* buf = static_cast<_str_buffer_t*>(calloc(1, sizeof(_str_buffer_t)));
+  _str_buffer_t* buf = static_cast<_str_buffer_t*>(zeroed_alloc(sizeof(_str_buffer_t)));
   if (buf == nullptr) return nullptr;
-  buf->data = static_cast<char*>(calloc((size_t)n + 1 + kMargin, 1));
+  buf->data = static_cast<char*>(zeroed_alloc((size_t)n + 1 + kMargin));
   if (buf->data == nullptr) {
     free(buf);
     return nullptr;
@@ -98,7 +99,7 @@ void str_buffer_free(void* buf) { str_buffer_free(static_cast<_str_buffer_t*>(bu
 
 void str_buffer_expand(_str_buffer_t* buf, int add) {
   if (!live(buf) || add < 1 || add > kMaxCapacity - buf->size) return;
-  char* data = static_cast<char*>(calloc((size_t)buf->size + add + 1 + kMargin, 1));
+  char* data = static_cast<char*>(zeroed_alloc((size_t)buf->size + add + 1 + kMargin));
   if (data == nullptr) return;
   memcpy(data, buf->data, (size_t)buf->size);
   free(buf->data);
@@ -232,7 +233,7 @@ int str_buffer_cut(_str_buffer_t* buf, int n) {
 }
 
 StringBuffer::StringBuffer() {
-  data = static_cast<char*>(calloc(2 + kMargin, 1));
+  data = static_cast<char*>(zeroed_alloc(2 + kMargin));
   size = data != nullptr ? 2 : 0;
   len = 0;
 }

@@ -173,12 +173,33 @@ _str_buffer_t* TokenRules::appendStr(const char* s, int len, _DArray* arr, _str_
   return run;
 }
 
+namespace {
+
+// The run being collected: a byte range of characters of one type, stored as
+// one string when it ends rather than grown a character at a time (the
+// growth reallocations were a large share of indexing time).
+struct PendingRun {
+  const char* begin = nullptr;
+  const char* end = nullptr;
+  _DArray* arr = nullptr;
+  WordType type = kWordNone;
+};
+
+void storeRun(PendingRun& run) {
+  if (run.arr != nullptr) {
+    WordType last = kWordNone;  // always a new string
+    TokenRules::appendStr(run.begin, static_cast<int>(run.end - run.begin), run.arr, nullptr, run.type, last);
+  }
+  run = PendingRun();
+}
+
+}  // namespace
+
 int TokenRules::worldSplit(bool /*flag*/, const char* text, _DArray* cn, _DArray* en,
                            _DArray* num, _DArray* other, _DArray* foreign, WordType& first) {
   if (text == nullptr || *text == 0 || cn == nullptr || en == nullptr || num == nullptr) return 0;
   first = kWordNone;
-  WordType last = kWordNone;
-  _str_buffer_t* cur = nullptr;
+  PendingRun run;
   const char* p = text;
   while (*p != 0) {
     const unsigned char c = static_cast<unsigned char>(*p);
@@ -204,13 +225,20 @@ int TokenRules::worldSplit(bool /*flag*/, const char* text, _DArray* cn, _DArray
       target = other;
     }
     if (type == kWordZiMu || type == kWordNumber || type == kWordPunct) setFirstType(first, type);
-    if (target == nullptr) {
-      last = kWordNone;  // separator, or a class the caller does not collect
-    } else {
-      cur = appendStr(p, static_cast<int>(next - p), target, cur, type, last);
+    // A separator, a class the caller does not collect, or a new type ends
+    // the run; consecutive characters of one type extend it.
+    if (target == nullptr || type != run.type) storeRun(run);
+    if (target != nullptr) {
+      if (run.arr == nullptr) {
+        run.begin = p;
+        run.arr = target;
+        run.type = type;
+      }
+      run.end = next;
     }
     p = next;
   }
+  storeRun(run);
   return 0;
 }
 
