@@ -72,7 +72,6 @@ class IndexTerm {
 
   unsigned int getSign() const { return sign; }
   unsigned char getTag() const { return tag; }
-  int getCursor() const { return cursor; }
   // Posting i (0 when out of range).
   doc_union_t getDoc(unsigned int i) const;
   // The getDocCount() postings, in their current order (for tight loops).

@@ -63,8 +63,6 @@ class MMapFile {
   // Records that the caller changed mapped bytes [offset, offset + n)
   // through an address (safeOffset2Addr). Ranges are clipped to the mapping.
   void markDirty(unsigned int offset, unsigned int n);
-  // True when some byte may differ from the file.
-  bool hasDirty() const { return dirty_.any(); }
 
   // Copies n bytes into the mapping, all or nothing. Returns n, or 0 when
   // src is null, not opened, read-only, n == 0 or the range leaves the
