@@ -83,24 +83,22 @@ class DocBitmap {
 };
 
 // The (24-bit doc id, field) pairs of one term's postings, one doc-id set
-// per field. Filled through a cursor's validity callback (Collect), which
-// takes every posting and leaves the cursor empty.
+// per field. Filled by IndexManager::visitTerm through Add.
 class DocFieldSet {
  public:
-  DocFieldSet(unsigned int docs_hint, int restriction)
-      : hint_(docs_hint), field_(static_cast<unsigned char>(restriction)) {
+  explicit DocFieldSet(unsigned int docs_hint) : hint_(docs_hint) {
     for (unsigned short& s : slot_) s = kNone;
   }
-  // getTerm passes -1 for the field when it looks up one field only.
-  static bool Collect(void* set, unsigned int docid, int field, void*) {
+  static void Add(void* set, const _idx2_unit_t* rec) {
     DocFieldSet* self = static_cast<DocFieldSet*>(set);
+    const unsigned int docid = rec->docid();
     if (docid > 0xFFFFFF) self->wide_ = true;
-    self->insert(docid & 0xFFFFFF, field == -1 ? self->field_ : static_cast<unsigned char>(field));
-    return true;
+    self->insert(docid & 0xFFFFFF, rec->field());
   }
-  bool contains(doc_union_t u) const {
-    const unsigned short s = slot_[u.field()];
-    return s != kNone && sets_[s].contains(u.docid());
+  bool contains(doc_union_t u) const { return contains(u.docid(), u.field()); }
+  bool contains(unsigned int docid, unsigned char field) const {
+    const unsigned short s = slot_[field];
+    return s != kNone && sets_[s].contains(docid);
   }
   // Whether a doc id did not fit in 24 bits.
   bool wide() const { return wide_; }
@@ -117,10 +115,28 @@ class DocFieldSet {
   }
 
   unsigned int hint_;
-  unsigned char field_;
   bool wide_ = false;
   unsigned short slot_[256];
   std::vector<DocBitmap> sets_;
+};
+
+// The postings of the first term of an intersection that every further
+// term holds with the same (doc id, field), in visiting order. Notes a doc id
+// that does not fit in 24 bits, which the sets cannot answer for.
+struct ConfirmedPostings {
+  const std::vector<DocFieldSet>* further;
+  std::vector<doc_union_t> kept;
+  bool wide = false;
+
+  static void Add(void* self, const _idx2_unit_t* rec) {
+    ConfirmedPostings* c = static_cast<ConfirmedPostings*>(self);
+    const unsigned int docid = rec->docid();
+    if (docid > 0xFFFFFF) c->wide = true;
+    for (const DocFieldSet& set : *c->further) {
+      if (!set.contains(docid & 0xFFFFFF, rec->field())) return;
+    }
+    c->kept.push_back(doc_union_t::make(docid, rec->field(), rec->weight(), rec->bits()));
+  }
 };
 
 // One term: one hit per document, from its best field posting.
@@ -172,29 +188,22 @@ void IntersectTerms(_DArray* terms, _DArray* hits, _DArray* filter) {
 bool IntersectUnchecked(IndexManager* index, const _DArray* list, int restriction,
                         DocIdManager* docs, _DArray* tables, _DArray* hits) {
   const unsigned int n = darray_length(list);
-  const unsigned long long token0 = darray_get_by_index(list, 0);
-  IndexTerm first(static_cast<unsigned int>(token0), static_cast<unsigned char>(token0 >> 32),
-                  nullptr, nullptr, nullptr);
-  index->getTerm(static_cast<unsigned int>(token0), &first, restriction);
-  if (first.hasWideDocIds()) return false;
   std::vector<DocFieldSet> further;
   further.reserve(n - 1);
   for (unsigned int i = 1; i < n; ++i) {
-    const unsigned long long token = darray_get_by_index(list, i);
-    further.emplace_back(docs->getDocNumber(), restriction);
-    IndexTerm sink(static_cast<unsigned int>(token), static_cast<unsigned char>(token >> 32),
-                   DocFieldSet::Collect, &further.back(), nullptr);
-    index->getTerm(static_cast<unsigned int>(token), &sink, restriction);
+    further.emplace_back(docs->getDocNumber());
+    index->visitTerm(static_cast<unsigned int>(darray_get_by_index(list, i)), restriction, DocFieldSet::Add,
+                     &further.back());
     if (further.back().wide()) return false;
   }
+  // The first term is visited last, in the order getTerm would gather it.
+  ConfirmedPostings first;
+  first.further = &further;
+  index->visitTerm(static_cast<unsigned int>(darray_get_by_index(list, 0)), restriction, ConfirmedPostings::Add,
+                   &first);
+  if (first.wide) return false;
   const bool allFields = restriction == -1;
-  const unsigned long long* p = first.postings();
-  const unsigned int count = static_cast<unsigned int>(first.getDocCount());
-  for (unsigned int k = 0; k < count; ++k) {
-    const doc_union_t posting{p[k]};
-    bool confirmed = true;
-    for (unsigned int i = 0; i + 1 < n && confirmed; ++i) confirmed = further[i].contains(posting);
-    if (!confirmed) continue;
+  for (const doc_union_t posting : first.kept) {
     if (GroupSearcher::index_valify(docs, posting.docid(), allFields ? posting.field() : -1,
                                     tables)) {
       continue;

@@ -221,10 +221,23 @@ void IndexManager::addToTerm(IndexTerm* term, const _idx2_unit_t* rec, int field
   }
 }
 
-// Full files are sorted by (sign, doc id): find one posting of the sign, then
-// collect its neighbours upward and downward.
-void IndexManager::addFromFullFile(unsigned int sign, IndexTerm* term, int field, const unsigned char* base,
-                                   unsigned int count) {
+namespace {
+
+struct TermTarget {
+  IndexManager* index;
+  IndexTerm* term;
+  int field;
+};
+
+void AddToTarget(void* user, const _idx2_unit_t* rec) {
+  TermTarget* t = static_cast<TermTarget*>(user);
+  t->index->addToTerm(t->term, rec, t->field);
+}
+
+}  // namespace
+
+void IndexManager::visitFullFile(unsigned int sign, int field, const unsigned char* base, unsigned int count,
+                                 posting_visit_fn visit, void* user) {
   int lo = 0, hi = static_cast<int>(count) - 1, hit = -1;
   while (lo <= hi) {
     int mid = lo + (hi - lo) / 2;
@@ -241,29 +254,38 @@ void IndexManager::addFromFullFile(unsigned int sign, IndexTerm* term, int field
   }
   if (hit < 0) return;
   for (unsigned int i = static_cast<unsigned int>(hit); i < count && RecordAt(base, i)->sign() == sign; ++i) {
-    addToTerm(term, RecordAt(base, i), field);
+    const _idx2_unit_t* rec = RecordAt(base, i);
+    if (field == -1 || field == rec->field()) visit(user, rec);
   }
   for (int i = hit - 1; i >= 0 && RecordAt(base, static_cast<unsigned int>(i))->sign() == sign; --i) {
-    addToTerm(term, RecordAt(base, static_cast<unsigned int>(i)), field);
+    const _idx2_unit_t* rec = RecordAt(base, static_cast<unsigned int>(i));
+    if (field == -1 || field == rec->field()) visit(user, rec);
   }
 }
 
-int IndexManager::getTerm(unsigned int sign, IndexTerm* term, int field) {
-  if (!opened || store == nullptr) return -1;
-  if (term == nullptr) return 0;
+int IndexManager::visitTerm(unsigned int sign, int field, posting_visit_fn visit, void* user) {
+  if (!opened || store == nullptr || visit == nullptr) return -1;
   for (int f = 0; f < store->blockNumber(); ++f) {
     unsigned int len = 0;
     const unsigned char* base = static_cast<const unsigned char*>(store->getBlockAddress(f, len));
     if (base == nullptr) continue;
     if (len == kFullFile) {
-      addFromFullFile(sign, term, field, base, len / kRec);
+      visitFullFile(sign, field, base, len / kRec, visit, user);
       continue;
     }
     for (unsigned int i = 0; i < len / kRec; ++i) {
-      if (RecordAt(base, i)->sign() == sign) addToTerm(term, RecordAt(base, i), field);
+      const _idx2_unit_t* rec = RecordAt(base, i);
+      if (rec->sign() == sign && (field == -1 || field == rec->field())) visit(user, rec);
     }
   }
   return 0;
+}
+
+int IndexManager::getTerm(unsigned int sign, IndexTerm* term, int field) {
+  if (!opened || store == nullptr) return -1;
+  if (term == nullptr) return 0;
+  TermTarget target{this, term, field};
+  return visitTerm(sign, field, AddToTarget, &target);
 }
 
 int IndexManager::save() {

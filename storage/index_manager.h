@@ -69,6 +69,11 @@ class IndexManager {
   // `term`, in file order. 0; -1 when not open.
   int getTerm(unsigned int sign, IndexTerm* term, int field);
   void addToTerm(IndexTerm* term, const _idx2_unit_t* rec, int field);
+  // Calls visit(user, record) for each posting getTerm would add, in the
+  // same order, without building a term: for callers that only test or
+  // count postings. 0; -1 when not open or visit is null.
+  typedef void (*posting_visit_fn)(void* user, const _idx2_unit_t* rec);
+  int visitTerm(unsigned int sign, int field, posting_visit_fn visit, void* user);
 
   // Writes back the active file and the content length. 0.
   int save();
@@ -93,8 +98,10 @@ class IndexManager {
   BlockFiles* getStore() { return store; }
 
  private:
-  void addFromFullFile(unsigned int sign, IndexTerm* term, int field, const unsigned char* base,
-                       unsigned int count);
+  // Visits the run of `sign` in a full file (sorted by sign, doc id): from
+  // the posting the binary search lands on upward, then downward.
+  static void visitFullFile(unsigned int sign, int field, const unsigned char* base, unsigned int count,
+                            posting_visit_fn visit, void* user);
 
   _str_buffer_t* dirPath;
   _str_buffer_t* baseName;
