@@ -19,7 +19,7 @@
 #include "search/group_searcher.h"
 #include "search/search_index_config.h"
 #include "search/search_result.h"
-#include "search/table_result.h"
+#include "searcher_fixture.h"
 #include "storage/doc_id_manager.h"
 #include "storage/index_manager.h"
 #include "test_util.h"
@@ -64,14 +64,9 @@ inline std::vector<std::string> Found(GroupSearcher* gs, const std::string& word
   _DArray* lists[2] = {names, tokens};
   mobile_search::SearchResult result(true);
   gs->doSearchIndex(&result, &config, lists, 2);
-  std::vector<std::string> keys;
-  for (int t = 0; t < result.getTableCount(); ++t) {
-    mobile_search::TableResult* table = result.getTableResult(t);
-    for (int i = 0; i < table->getCount(); ++i) keys.push_back(table->getPkey(i)->data);
-  }
   mobile_search::darray_destroy(names);
   mobile_search::darray_destroy(tokens);
-  return keys;
+  return mobile_search::ResultKeys(result);
 }
 
 // A searcher that runs a test's code at the compaction's stages.

@@ -3,39 +3,21 @@
 // no-token field and a profile field. JSON texts are compared whole; a
 // random run is compared with a model of the live rows.
 #include <algorithm>
-#include <cstdlib>
 #include <iterator>
 #include <map>
-#include <memory>
 #include <random>
-#include <regex>
 #include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include <gtest/gtest.h>
-
 #include "search/group_searcher.h"
 #include "search/search_index_config.h"
-#include "search/search_result.h"
-#include "search/searcher.h"
+#include "searcher_fixture.h"
 #include "storage/doc_id_manager.h"
-#include "test_util.h"
 
 namespace mobile_search {
 namespace {
-
-const char kIndex[] = "chat";
-const char kDb[] = "main.db";
-
-// Takes ownership of a malloc'd engine text; "<null>" for null.
-std::string Take(char* text) {
-  if (text == nullptr) return "<null>";
-  std::string s(text);
-  free(text);
-  return s;
-}
 
 // The whole JSON text of a search, written "table found hit hit ... | ...",
 // each hit key:doc:field:weight[:group] (group "default" when left out);
@@ -74,25 +56,8 @@ std::string Json(const std::string& layout) {
   return out + "]}";
 }
 
-class SearcherTest : public ::testing::Test {
+class SearcherTest : public SearcherFixture {
  protected:
-  void SetUp() override {
-    ASSERT_EQ(0, searcher_.open(dir_.path().c_str(), 0));
-    Register("message", "msg_id", nullptr);
-    Register("contact", "uin", nullptr);
-  }
-
-  void Register(const char* table, const char* key, const char* group) {
-    ASSERT_EQ(0, searcher_.addIndex(kIndex, kDb, table, key, "name,content,tag", "", "name",
-                                    "extra", "tag", group));
-  }
-
-  int Add(const char* table, const char* key, const char* name, const char* content,
-          const char* tag = "", const char* extra = "") {
-    const char* values[] = {name, content, tag, extra};
-    return searcher_.addDoc(kIndex, kDb, table, key, 4, const_cast<char**>(values));
-  }
-
   // The three documents most tests search.
   void AddBasicDocs() {
     ASSERT_EQ(0, Add("message", "m1", "张三", "hello kitty", "work", "e1"));
@@ -100,30 +65,20 @@ class SearcherTest : public ::testing::Test {
     ASSERT_EQ(0, Add("contact", "c1", "张三丰", "", "VIP", "p"));
   }
 
-  std::string Search(const char* query, const char* field = nullptr, int start = 0,
-                     int num = 10) {
-    return Take(searcher_.doSearch(kIndex, field, query, start, num, false));
-  }
-
-  // Search over a list of fields, each hit in one of them.
-  std::string MoreFields(const std::vector<const char*>& names, const char* query) {
-    _DArray* fields = darray_create(nullptr, false);
-    for (const char* name : names) darray_append(fields, static_cast<const void*>(name));
-    SearchResult result(true);
-    EXPECT_EQ(0, searcher_.doSearchByMoreFields(kIndex, fields, true, query, 0, 10, &result,
-                                                false));
-    darray_destroy(fields);
-    std::unique_ptr<StringBuffer> json(result.serialize());
-    return json ? std::string(json->data) : "<null>";
-  }
-
   unsigned int DocCount(const char* group = "default") {
     GroupSearcher* g = searcher_.getGroupSearcher(group);
     return g == nullptr ? 0 : g->getIndexMgr()->doc_mgr->getDocNumber();
   }
 
-  ks_test::TempDir dir_;
-  Searcher searcher_;
+  // Sorted keys of a page of hits (a key fixes its table), and the sum of
+  // the tables' found counts.
+  std::vector<std::string> Hits(const std::string& query, int start, int num, int* found) {
+    SearchResult result(true);
+    EXPECT_EQ(0, searcher_.doSearch(kIndex, nullptr, query.c_str(), start, num, &result, false));
+    std::vector<std::string> keys = ResultKeys(result, found);
+    std::sort(keys.begin(), keys.end());
+    return keys;
+  }
 };
 
 TEST_F(SearcherTest, ChineseQueryRanksNameHitsFirstAndGroupsHitsPerTable) {
@@ -354,7 +309,7 @@ TEST_F(SearcherTest, QueryStringLanguage) {
 }
 
 struct Row {
-  std::string table, name, content;
+  std::string name, content;
 };
 
 std::vector<std::string> Words(const std::string& text) {
@@ -370,7 +325,7 @@ bool FieldHolds(const std::string& field, const std::vector<std::string>& prefix
   });
 }
 
-// Sorted "table/key" of every expected hit.
+// Sorted keys of every expected hit.
 std::vector<std::string> Expected(const std::map<std::string, Row>& rows,
                                   const std::vector<std::string>& prefixes) {
   std::vector<std::string> out;
@@ -379,29 +334,9 @@ std::vector<std::string> Expected(const std::map<std::string, Row>& rows,
     // One word is one term (one hit per row); several terms give one hit per
     // field that holds them all.
     const int hits = prefixes.size() == 1 ? (fields > 0) : fields;
-    for (int i = 0; i < hits; ++i) out.push_back(row.table + "/" + key);
+    out.insert(out.end(), hits, key);
   }
-  std::sort(out.begin(), out.end());
-  return out;
-}
-
-// Sorted "table/key" of every returned key, and the sum of found counts.
-std::vector<std::string> Returned(const std::string& json, int* found) {
-  static const std::regex table(
-      "\"table_name\":\"(\\w+)\"[^}]*?\"docs_found\":(\\d+)"
-      "[^}]*?(?:\"pkey_arr\":\\[([^\\]]*)|\\})");
-  static const std::regex key("\"(\\w+)\"");
-  std::vector<std::string> out;
-  *found = 0;
-  for (std::sregex_iterator t(json.begin(), json.end(), table), end; t != end; ++t) {
-    *found += std::stoi((*t)[2]);
-    const std::string keys = (*t)[3];
-    for (std::sregex_iterator k(keys.begin(), keys.end(), key); k != end; ++k) {
-      out.push_back((*t)[1].str() + "/" + (*k)[1].str());
-    }
-  }
-  std::sort(out.begin(), out.end());
-  return out;
+  return out;  // the map's keys are sorted already
 }
 
 // Up to `max_words` words of one to four letters out of "abc", some upper case.
@@ -441,9 +376,8 @@ TEST_F(SearcherModel, RandomChangesMatchAModelOfTheLiveRows) {
     } else {
       const std::string name = RandomText(rng, 2);
       const std::string content = rng() % 3 ? RandomText(rng, 4) : "";
-      const std::string extra = RandomText(rng, 2);
-      ASSERT_EQ(0, Add(table, key.c_str(), name.c_str(), content.c_str(), "", extra.c_str()));
-      model[key] = {table, Lower(name), Lower(content)};
+      ASSERT_EQ(0, Add(table, key, name, content, "", RandomText(rng, 2)));
+      model[key] = {Lower(name), Lower(content)};
     }
     if (step % 20 != 19) continue;
     for (int q = 0; q < 10; ++q) {
@@ -455,15 +389,14 @@ TEST_F(SearcherModel, RandomChangesMatchAModelOfTheLiveRows) {
       for (const std::string& p : prefixes) query += (query.empty() ? "" : " ") + p;
 
       const std::vector<std::string> expected = Expected(model, prefixes);
+      const int total = static_cast<int>(expected.size());
       int found = 0;
-      ASSERT_EQ(expected, Returned(Search(query.c_str(), nullptr, 0, 65535), &found))
-          << "step " << step << " query " << query;
-      ASSERT_EQ(static_cast<int>(expected.size()), found) << query;
+      ASSERT_EQ(expected, Hits(query, 0, 65535, &found)) << "step " << step << " query " << query;
+      ASSERT_EQ(total, found) << query;
 
       // A page returns its share of the hits.
       const int start = static_cast<int>(rng() % 6), num = 1 + static_cast<int>(rng() % 4);
-      const int total = static_cast<int>(expected.size());
-      const auto paged = Returned(Search(query.c_str(), nullptr, start, num), &found);
+      const auto paged = Hits(query, start, num, &found);
       ASSERT_EQ(std::min(num, std::max(0, total - start)), static_cast<int>(paged.size()))
           << query << " start " << start << " num " << num;
       ASSERT_TRUE(std::includes(expected.begin(), expected.end(), paged.begin(), paged.end()));
@@ -479,13 +412,12 @@ TEST_F(SearcherConcurrency, SearchesRunBesideUpdates) {
   constexpr int kRows = 120;
   auto found = [this]() {
     int n = 0;
-    Returned(Search("apple", nullptr, 0, 5), &n);
+    Hits("apple", 0, 5, &n);
     return n;
   };
   std::thread writer([this]() {
     for (int i = 0; i < kRows; ++i) {
-      const std::string content = "apple pie " + std::to_string(i);
-      ASSERT_EQ(0, Add("message", ("k" + std::to_string(i)).c_str(), "张三", content.c_str()));
+      ASSERT_EQ(0, Add("message", "k" + std::to_string(i), "张三", "apple pie " + std::to_string(i)));
     }
   });
   std::vector<std::thread> readers;

@@ -1,0 +1,89 @@
+// A Searcher opened on a fresh root with index "chat" over tables "message"
+// (key "msg_id") and "contact" (key "uin") of "main.db": fields "name"
+// (pinyin names), "content" (text), "tag" (no-token) and profile field
+// "extra". Searches come back as whole JSON texts, "<null>" for none.
+#ifndef KS_TESTS_SEARCH_SEARCHER_FIXTURE_H_
+#define KS_TESTS_SEARCH_SEARCHER_FIXTURE_H_
+
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "gtest/gtest.h"
+#include "search/search_result.h"
+#include "search/searcher.h"
+#include "search/table_result.h"
+#include "test_util.h"
+
+namespace mobile_search {
+
+inline constexpr char kIndex[] = "chat";
+inline constexpr char kDb[] = "main.db";
+
+// Takes ownership of a malloc'd engine text; "<null>" for null.
+inline std::string Take(char* text) {
+  if (text == nullptr) return "<null>";
+  std::string s(text);
+  free(text);
+  return s;
+}
+
+// Keys of every returned hit, table by table; with `found`, also the sum of
+// the tables' found counts.
+inline std::vector<std::string> ResultKeys(const SearchResult& result, int* found = nullptr) {
+  std::vector<std::string> keys;
+  if (found != nullptr) *found = 0;
+  for (int t = 0; t < result.getTableCount(); ++t) {
+    const TableResult* table = result.getTableResult(t);
+    if (found != nullptr) *found += table->getDocsFound();
+    for (int i = 0; i < table->getCount(); ++i) keys.push_back(table->getPkey(i)->data);
+  }
+  return keys;
+}
+
+class SearcherFixture : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_EQ(0, searcher_.open(dir_.path().c_str(), 0));
+    Register("message", "msg_id", nullptr);
+    Register("contact", "uin", nullptr);
+  }
+
+  void Register(const char* table, const char* key, const char* group) {
+    ASSERT_EQ(0, searcher_.addIndex(kIndex, kDb, table, key, "name,content,tag", "", "name",
+                                    "extra", "tag", group));
+  }
+
+  int Add(const char* table, const std::string& key, const std::string& name,
+          const std::string& content, const std::string& tag = "",
+          const std::string& extra = "") {
+    const char* values[] = {name.c_str(), content.c_str(), tag.c_str(), extra.c_str()};
+    return searcher_.addDoc(kIndex, kDb, table, key.c_str(), 4, const_cast<char**>(values));
+  }
+
+  std::string Search(const std::string& query, const char* field = nullptr, int start = 0,
+                     int num = 10) {
+    return Take(searcher_.doSearch(kIndex, field, query.c_str(), start, num, false));
+  }
+
+  // Search over a list of fields, each hit in one of them.
+  std::string MoreFields(const std::vector<const char*>& names, const std::string& query,
+                         int num = 10) {
+    _DArray* fields = darray_create(nullptr, false);
+    for (const char* name : names) darray_append(fields, static_cast<const void*>(name));
+    SearchResult result(true);
+    EXPECT_EQ(0, searcher_.doSearchByMoreFields(kIndex, fields, true, query.c_str(), 0, num,
+                                                &result, false));
+    darray_destroy(fields);
+    std::unique_ptr<StringBuffer> json(result.serialize());
+    return json ? std::string(json->data) : "<null>";
+  }
+
+  ks_test::TempDir dir_;
+  Searcher searcher_;
+};
+
+}  // namespace mobile_search
+
+#endif  // KS_TESTS_SEARCH_SEARCHER_FIXTURE_H_
