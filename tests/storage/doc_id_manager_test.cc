@@ -130,9 +130,6 @@ TEST(DocIdManagerTest, DeletionRevivalAndTheirWriteBack) {
   EXPECT_EQ(0, StoredRecord(dir, 0)[10]);
   EXPECT_EQ(1, StoredRecord(dir, 2)[10]);
 
-  BinarySet deleted;
-  m.getAllDelDocid(&deleted);
-  EXPECT_EQ(2, deleted.get_size());
   _DArray* live = darray_create(nullptr, false);
   m.getDocidByTable(live, 5);
   ASSERT_EQ(1u, darray_length(live));

@@ -90,23 +90,6 @@ TEST(IndexManagerTest, FullFilesAreSortedAndGetTermMatchesAModelAcrossFiles) {
       ASSERT_EQ(FromModel(all, sign, field), FromTerm(t)) << "sign " << sign << " field " << field;
     }
   }
-
-  // Equal (sign, doc id) keys end up in shell-sort order, not stable order:
-  // with 5 records gap 4 moves the last record to the front first.
-  MMapFile five(55, false, false, true);
-  std::string path = dir.file("five");
-  ASSERT_EQ(1, five.openFile(path.c_str(), static_cast<int>(path.size())));
-  for (unsigned int i = 0; i < 5; ++i) {
-    _idx2_unit_t r;
-    r.set(i == 0 ? 2 : 1, 0, static_cast<unsigned char>(i), 1, 1);  // signs 2, 1, 1, 1, 1
-    ASSERT_EQ(11u, five.write(i * 11, r.bytes, 11));
-  }
-  EXPECT_EQ(0, idx_sort_full_file(&five, 55));
-  std::string order;  // field bytes, which tell the records apart
-  for (unsigned int i = 0; i < 5; ++i) {
-    order += static_cast<char>('0' + static_cast<const unsigned char*>(five.safeOffset2Addr(i * 11))[8]);
-  }
-  EXPECT_EQ("41230", order);
 }
 
 // Records the field it is called with; rejects odd doc ids.

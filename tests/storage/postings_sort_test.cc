@@ -1,13 +1,16 @@
-// The full-file sort must leave a file byte for byte as a plain shell sort of
-// its records with the engine's gaps would, equal keys included, since lookups
-// and compaction read the files in that order.
+// Both postings sorts against a plain shell sort: the full-file sort must leave
+// a file byte for byte as the shell sort with the engine's gaps would, and
+// IndexTerm::sort must give the order darray_shell_sort gives, equal keys
+// included, since lookups, ranking and compaction read postings in that order.
 #include <cstring>
 #include <random>
 #include <string>
 #include <vector>
 
+#include "foundation/dynamic_array.h"
 #include "gtest/gtest.h"
 #include "storage/index_manager.h"
+#include "storage/index_term.h"
 #include "test_util.h"
 
 namespace mobile_search {
@@ -85,6 +88,53 @@ TEST(FullFileSortTest, MatchesPlainShellSortByteForByte) {
     EXPECT_TRUE(got == ReferenceSort(input, size)) << c.count << " records, " << c.signs << " signs";
   }
   EXPECT_EQ(0, idx_sort_full_file(nullptr, 100));
+}
+
+struct Posting {
+  unsigned int doc;
+  unsigned char field, weight;
+};
+
+std::vector<unsigned long long> TermSorted(const std::vector<Posting>& in) {
+  IndexTerm term(1, 0, nullptr, nullptr, nullptr);
+  for (const Posting& p : in) term.addDoc(p.doc, p.field, p.weight, 0, true);
+  term.sort();
+  return std::vector<unsigned long long>(term.postings(), term.postings() + term.getDocCount());
+}
+
+std::vector<unsigned long long> ShellSorted(const std::vector<Posting>& in) {
+  _DArray* arr = darray_create(nullptr, false);
+  for (const Posting& p : in) darray_append(arr, doc_union_t::make(p.doc, p.field, p.weight, 0).value);
+  darray_shell_sort(arr, docid_cmp);
+  std::vector<unsigned long long> out(arr->items, arr->items + arr->count);
+  darray_destroy(arr);
+  return out;
+}
+
+// The linear paths (input in order, doc ids all distinct) must give exactly
+// the shell sort's order, and repeated doc ids must land where it puts them.
+TEST(IndexTermSortTest, GivesTheShellSortOrderForEveryInputShape) {
+  std::mt19937 rng(12345);
+  for (int round = 0; round < 60; ++round) {
+    const int shape = round % 4;
+    const unsigned int n = 1 + rng() % 5000;
+    std::vector<Posting> in;
+    for (unsigned int i = 0; i < n; ++i) {
+      unsigned int doc;
+      switch (shape) {
+        case 0: doc = i * 3; break;                                    // in order
+        case 1: doc = (i * 2654435761u) & 0xFFFFFF; break;             // distinct, scattered
+        case 2: doc = i < n / 2 ? n + i : n - i; break;                // ascending then descending
+        default: doc = rng() % (n / 4 + 1); break;                     // many repeats
+      }
+      // Doc ids past 24 bits sort by their low 24 bits.
+      if (round % 5 == 0 && i % 7 == 0) doc |= 1u << 24;
+      in.push_back({doc, static_cast<unsigned char>(rng() % 3), static_cast<unsigned char>(1 + rng() % 20)});
+    }
+    // One repeated doc id among distinct ones must not take the linear path.
+    if (shape == 1 && n > 2) in[n / 2].doc = in[1].doc;
+    EXPECT_EQ(ShellSorted(in), TermSorted(in)) << "round " << round << " shape " << shape;
+  }
 }
 
 }  // namespace
