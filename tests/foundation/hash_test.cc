@@ -27,15 +27,10 @@ TEST(Hash, Crc32IsTheTableCrcWithoutInversions) {
   // CRC-32/JAMCRC one (initial inversion only).
   EXPECT_EQ(0xCBF43926u, crc32(digits, 9, 0xFFFFFFFFu) ^ 0xFFFFFFFFu);
   EXPECT_EQ(0x340BC6D9u, crc32(digits, 9, 0xFFFFFFFFu));
-  EXPECT_EQ(0u, crc32("\0\0\0", 3, 0));  // no inversions: zeros stay zero
-  EXPECT_EQ(1234u, crc32(digits, 0, 1234));
-  for (int b = 0; b < 256; ++b) {
-    const std::string one(1, (char)b);
-    ASSERT_EQ(bitwise_crc(one, 0), crc32(one.data(), 1, 0)) << b;
-  }
-  // Chaining, NULs included.
-  std::string all("ab\0cd", 5);
-  EXPECT_EQ(bitwise_crc(all, 0), crc32(all.data() + 2, 3, crc32(all.data(), 2, 0)));
+  // Every byte value, NUL first, fed in two chained pieces.
+  std::string all;
+  for (int b = 0; b < 256; ++b) all += (char)b;
+  EXPECT_EQ(bitwise_crc(all, 0), crc32(all.data() + 100, 156, crc32(all.data(), 100, 0)));
 }
 
 TEST(Hash, HashStringAndTermSigns) {

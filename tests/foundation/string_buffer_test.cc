@@ -28,7 +28,6 @@ TEST(StringBuffer, GrowthStepsFromTheLengthPlusWhatIsAdded) {
     EXPECT_EQ(1, str_buffer_append(buf, st.first));
     EXPECT_EQ(st.second, buf->size) << st.first;
   }
-  expect_sound(buf);
   EXPECT_EQ(1, str_buffer_append(buf, buf));  // survives its own reallocation
   EXPECT_EQ(1, str_buffer_append(buf, -42));
   EXPECT_EQ(1, str_buffer_append(buf, 4000000000u));
@@ -91,7 +90,7 @@ TEST(StringBuffer, WriteAndCutCutsTheRestAndCaseIsAsciiOnly) {
   _str_buffer_t* buf = str_buffer_create("hello");
   EXPECT_EQ(0, str_buffer_writeAndCut(buf, 2, "X"));
   EXPECT_EQ("heX", text(buf));
-  EXPECT_EQ(0, str_buffer_writeAndCut(buf, 3, "-a longer tail"));
+  EXPECT_EQ(0, str_buffer_writeAndCut(buf, 3, "-a longer tail"));  // grows
   EXPECT_EQ("heX-a longer tail", text(buf));
   expect_sound(buf);
   EXPECT_EQ(0, str_buffer_writeAndCut(buf, 0, ""));
@@ -101,10 +100,6 @@ TEST(StringBuffer, WriteAndCutCutsTheRestAndCaseIsAsciiOnly) {
   EXPECT_EQ(0, str_buffer_cut(buf, 2));
   EXPECT_STREQ("ab", buf->data);
   EXPECT_EQ(2, str_buffer_len(buf));
-  StringBuffer cls("hello");
-  EXPECT_EQ(0, cls.writeAndCut(5, " world"));
-  EXPECT_STREQ("hello world", cls.toString());
-
   EXPECT_EQ(0, str_buffer_writeAndCut(buf, 1, "\xC3\xB1" "b\xE4\xB8\xAD" "z"));
   str_buffer_toupper(buf);
   EXPECT_STREQ("A\xC3\xB1" "B\xE4\xB8\xAD" "Z", buf->data);
