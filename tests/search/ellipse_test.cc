@@ -44,7 +44,7 @@ TEST_F(EllipseTest, ForcedCompactionPurgesDeletedDocumentsAndShrinksTheFiles) {
   EXPECT_EQ(1, gs_->getIndexMgr()->index_mgr->getStore()->blockNumber());
   EXPECT_LT(get_dir_total_bytes(groupDir().c_str()), bytes_before);
   EXPECT_EQ(750u, gs_->getIndexMgr()->doc_mgr->getDocNumber());
-  expectModel(true, 45);
+  expectModel(true);
   EXPECT_FALSE(exists("-bak") || exists("-cpy"));
 }
 

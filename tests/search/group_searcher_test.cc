@@ -16,48 +16,6 @@ namespace {
 
 class GroupSearcherTest : public GroupFixture {};
 
-int RecordTable(void* ctx, const char*, const char*, const char* table, int) {
-  static_cast<std::vector<std::string>*>(ctx)->push_back(table);
-  return 0;
-}
-
-TEST_F(GroupSearcherTest, DocumentsAreReplacedRevivedListedAndCleared) {
-  put(1, 0);
-  put(2, 0);
-  const unsigned int postings = gs_->getIndexMgr()->index_mgr->get_max_pos();
-  put(1, 0);  // same content: nothing written
-  del(2);
-  put(2, 0);  // re-added unchanged: its old id, nothing tokenized
-  EXPECT_EQ(1, liveId(Key(2)));
-  EXPECT_EQ(postings, gs_->getIndexMgr()->index_mgr->get_max_pos());
-
-  // A profile field counts for the content: a new id, the old one deleted.
-  ASSERT_EQ(0, PutDoc(gs_, Key(1), Tag(1, 0), "msg", "other"));
-  EXPECT_EQ(2, liveId(Key(1)));
-  put(1, 1);
-  EXPECT_EQ(3, liveId(Key(1)));
-  put(1, 0);  // back to the first content: that version lives again
-  EXPECT_EQ(0, liveId(Key(1)));
-  // Database and table names are matched without regard to case.
-  mobile_search::TableResult* listing = gs_->getTableRecord("idx", "DB", "Msg");
-  ASSERT_NE(nullptr, listing);
-  std::set<std::string> keys;
-  for (int i = 0; i < listing->getCount(); ++i) keys.insert(listing->getPkey(i)->data);
-  EXPECT_EQ((std::set<std::string>{Key(1), Key(2)}), keys);
-  delete listing;
-
-  RegisterTable(mgr_, "other");
-  ASSERT_EQ(0, PutDoc(gs_, "c", "w3", "other"));
-  std::vector<std::string> calls;
-  EXPECT_EQ(0, gs_->clearDoc(&calls, "idx", "db", "OTHER", RecordTable));
-  expectModel();  // "msg" untouched
-  EXPECT_EQ(0, gs_->clearDoc(&calls, "idx", "", nullptr, RecordTable));  // every table
-  EXPECT_EQ((std::vector<std::string>{"other", "msg", "other"}), calls);
-  EXPECT_EQ(5, gs_->getIndexDeleteCount());
-  EXPECT_TRUE(gs_->getIndexMgr()->doc_mgr->isAutoSave());
-  EXPECT_EQ(-1, gs_->clearDoc(nullptr, "nosuch", "db", "msg", nullptr));
-}
-
 std::vector<std::string> g_logged;
 
 TEST_F(GroupSearcherTest, FailuresAreLoggedAndAClosedGroupRefusesWork) {
