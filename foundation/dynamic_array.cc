@@ -3,8 +3,6 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include "foundation/zeroed_alloc.h"
-
 namespace mobile_search {
 
 namespace {
@@ -23,7 +21,7 @@ const int kShellGapCount = sizeof(kShellGaps) / sizeof(kShellGaps[0]);
 
 u64* alloc_slots(unsigned long long n) {
   if (n == 0 || n > (~(size_t)0) / sizeof(u64)) return nullptr;
-  return static_cast<u64*>(zeroed_alloc((size_t)n * sizeof(u64)));
+  return static_cast<u64*>(calloc((size_t)n, sizeof(u64)));
 }
 
 void swap_slots(u64* items, unsigned int a, unsigned int b) {
@@ -103,7 +101,7 @@ _Ret darray_expand(_DArray* arr, unsigned int k) {
 }
 
 _DArray* darray_create(darray_free_fn free_func, bool free_data) {
-  _DArray* arr = static_cast<_DArray*>(zeroed_alloc(sizeof(_DArray)));
+  _DArray* arr = static_cast<_DArray*>(calloc(1, sizeof(_DArray)));
   if (arr == nullptr) return nullptr;
   arr->free_func = free_func;
   arr->free_data = free_data;
