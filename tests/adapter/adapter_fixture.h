@@ -1,6 +1,7 @@
 // Shared pieces of the adapter tests: a host database written through its own
-// keyed connection, a capture of both log channels, and an engine (Searcher +
-// KSSearchDataAdapter) on a temporary root with helpers to register tables,
+// keyed connection, a capture of both log channels, and a fixture running an
+// engine (Searcher + KSSearchDataAdapter, as the host bridge sets them up)
+// beside an encrypted host database "app", with helpers to register tables,
 // scan them and look documents up by searching.
 #ifndef KS_TESTS_ADAPTER_ADAPTER_FIXTURE_H_
 #define KS_TESTS_ADAPTER_ADAPTER_FIXTURE_H_
@@ -12,6 +13,7 @@
 #include <memory>
 #include <mutex>
 #include <set>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -25,29 +27,27 @@ namespace adapter_test {
 using mobile_search::KSSearchDataAdapter;
 
 // The host's side of a database: its own connection, keyed when a key is given.
-class HostDb {
- public:
-  HostDb(const std::string& path, const std::string& key, bool wal = false) {
-    if (sqlite3_open(path.c_str(), &conn_) != SQLITE_OK) ADD_FAILURE() << "open " << path;
+struct HostDb {
+  HostDb(const std::string& path, const std::string& key) {
+    if (sqlite3_open(path.c_str(), &conn) != SQLITE_OK) ADD_FAILURE() << "open " << path;
     if (!key.empty()) Exec("PRAGMA key='" + key + "';");
-    if (wal) Exec("PRAGMA journal_mode=WAL;");
-    sqlite3_busy_timeout(conn_, 10000);
+    sqlite3_busy_timeout(conn, 10000);
   }
-  ~HostDb() { sqlite3_close(conn_); }
-  sqlite3* conn() const { return conn_; }
+  ~HostDb() { sqlite3_close(conn); }
   void Exec(const std::string& sql) {
-    EXPECT_EQ(SQLITE_OK, sqlite3_exec(conn_, sql.c_str(), nullptr, nullptr, nullptr))
-        << sql << ": " << sqlite3_errmsg(conn_);
+    EXPECT_EQ(SQLITE_OK, sqlite3_exec(conn, sql.c_str(), nullptr, nullptr, nullptr))
+        << sql << ": " << sqlite3_errmsg(conn);
   }
 
- private:
-  sqlite3* conn_ = nullptr;
+  sqlite3* conn = nullptr;
 };
 
-// Both log channels, captured process-wide: plain lines as "plain|text",
-// levelled ones as "<level>|text". Install() once per test.
-class LogCapture {
- public:
+// Both log channels, captured process-wide from Install() on: plain lines as
+// "plain|text", levelled ones as "<level>|text".
+struct LogCapture {
+  static inline std::mutex mutex;
+  static inline std::vector<std::string> lines;
+
   static void Install() {
     mobile_search::set_log_cb_func(+[](const char* text) {
       Add(std::string("plain|") + text);
@@ -56,45 +56,33 @@ class LogCapture {
     mobile_search::set_log_level_func(+[](mobile_search::SEARCH_LOG_LEVEL level, const char* text) {
       Add(std::to_string(static_cast<int>(level)) + "|" + text);
     });
-    Clear();
+    std::lock_guard<std::mutex> lock(mutex);
+    lines.clear();
   }
-  static void Clear() {
-    std::lock_guard<std::mutex> lock(mutex_);
-    lines_.clear();
+  static void Add(const std::string& line) {
+    std::lock_guard<std::mutex> lock(mutex);
+    lines.push_back(line);
   }
   // How many lines contain `text`.
   static size_t Count(const std::string& text) {
-    std::lock_guard<std::mutex> lock(mutex_);
+    std::lock_guard<std::mutex> lock(mutex);
     size_t n = 0;
-    for (const std::string& line : lines_) n += line.find(text) != std::string::npos;
+    for (const std::string& line : lines) n += line.find(text) != std::string::npos;
     return n;
   }
-
- private:
-  static void Add(const std::string& line) {
-    std::lock_guard<std::mutex> lock(mutex_);
-    lines_.push_back(line);
-  }
-  static inline std::mutex mutex_;
-  static inline std::vector<std::string> lines_;
 };
 
 // Primary keys listed in every "pkey_arr" of a JSON result text, which it
-// frees. (Keys in these tests hold no quotes or brackets.)
+// frees. (Keys in these tests hold no quotes, commas or brackets.)
 inline std::set<std::string> PkeysOf(char* json) {
   std::set<std::string> keys;
   const std::string text = json != nullptr ? json : "";
   free(json);
   const std::string tag = "\"pkey_arr\":[";
   for (size_t at = text.find(tag); at != std::string::npos; at = text.find(tag, at)) {
-    const size_t end = text.find(']', at);
-    for (size_t open = text.find('"', at + tag.size()); open < end;) {
-      const size_t close = text.find('"', open + 1);
-      if (close == std::string::npos) break;
-      keys.insert(text.substr(open + 1, close - open - 1));
-      open = text.find('"', close + 1);
-    }
-    at = end;
+    at += tag.size();
+    std::istringstream list(text.substr(at, text.find(']', at) - at));
+    for (std::string key; std::getline(list, key, ',');) keys.insert(key.substr(1, key.size() - 2));
   }
   return keys;
 }
@@ -106,24 +94,29 @@ inline std::string Word(int i) {
          static_cast<char>('a' + (i / 26) % 26) + static_cast<char>('a' + i % 26);
 }
 
-// A Searcher and an adapter on one root, as the host bridge sets them up.
-class Engine {
- public:
-  explicit Engine(const std::string& root) : root_(root) { Start(); }
-  ~Engine() { Stop(); }
-
-  void Start() {
+// An encrypted host database "app" beside an engine that has it registered.
+// The helpers below work on its table "msgs".
+class HostedEngineTest : public ::testing::Test {
+ protected:
+  // Creates the database with the statements of `schema`, then the engine
+  // (which opens it in WAL mode when `wal` is set).
+  void SetUpHosted(const char* key, const std::vector<std::string>& schema, bool wal = false) {
+    LogCapture::Install();
+    host_ = std::make_unique<HostDb>(db_path_, key);
+    for (const std::string& sql : schema) host_->Exec(sql);
+    StartEngine();
+    ASSERT_EQ(0, adapter_->addDB("app", db_path_.c_str(), key, wal));
+  }
+  void StartEngine() {
     searcher_ = std::make_unique<mobile_search::Searcher>();
     EXPECT_EQ(0, searcher_->open(root_.c_str(), 0));
     adapter_ = std::make_unique<KSSearchDataAdapter>(root_.c_str());
     EXPECT_EQ(0, adapter_->setSearcher(searcher_.get()));
   }
-  void Stop() {
+  void StopEngine() {
     adapter_.reset();
     searcher_.reset();
   }
-  mobile_search::Searcher* searcher() { return searcher_.get(); }
-  KSSearchDataAdapter* adapter() { return adapter_.get(); }
 
   // Registers the table with the searcher and the adapter; the adapter's result.
   int Register(const char* index, const char* db, const char* table, const char* fields,
@@ -131,13 +124,11 @@ class Engine {
     searcher_->addIndex(index, db, table, "mid", fields, where, "", profile, "", nullptr);
     return adapter_->addTable(index, db, table, "mid", fields, where, profile, hook_mode);
   }
-  // The helpers below work on table "msgs" of database "app".
+  int Scan(const char* index) { return adapter_->scanTable("app", "msgs", index); }
   // Calls scanTable until it reports no progress (or fails); all results.
   std::vector<int> ScanAll(const char* index) {
     std::vector<int> results;
-    for (int r = 1; r > 0 && results.size() < 1000;) {
-      results.push_back(r = adapter_->scanTable("app", "msgs", index));
-    }
+    for (int r = 1; r > 0 && results.size() < 1000;) results.push_back(r = Scan(index));
     return results;
   }
   std::set<std::string> Search(const char* index, const std::string& query) {
@@ -150,41 +141,19 @@ class Engine {
   std::set<std::string> TableKeys(const char* index) {
     return PkeysOf(searcher_->getTableRecord(index, "app", "msgs"));
   }
-  int MaxRowid(const char* index, std::string* group = nullptr) {
-    char buf[1024] = {0};
-    int rowid = adapter_->getScanMaxRowid("app", "msgs", index, buf);
-    if (group != nullptr) *group = buf;
-    return rowid;
+  int MaxRowid(const char* index) {
+    char group[1024] = {0};
+    return adapter_->getScanMaxRowid("app", "msgs", index, group);
   }
 
- private:
-  std::string root_;
+  // Destroyed in reverse order: the adapter unhooks the host's connection
+  // before it is closed.
+  ks_test::TempDir dir_;
+  const std::string root_ = dir_.file("root");
+  const std::string db_path_ = dir_.file("app.db");
+  std::unique_ptr<HostDb> host_;
   std::unique_ptr<mobile_search::Searcher> searcher_;
   std::unique_ptr<KSSearchDataAdapter> adapter_;
-};
-
-// An encrypted host database "app" beside an engine that has it registered.
-class HostedEngineTest : public ::testing::Test {
- protected:
-  // Creates the database with the statements of `schema`, then the engine.
-  void SetUpHosted(const char* key, const std::vector<std::string>& schema, bool wal = false) {
-    LogCapture::Install();
-    db_path_ = dir_.file("app.db");
-    host_ = std::make_unique<HostDb>(db_path_, key, wal);
-    for (const std::string& sql : schema) host_->Exec(sql);
-    engine_ = std::make_unique<Engine>(dir_.file("root"));
-    ASSERT_EQ(0, adapter()->addDB("app", db_path_.c_str(), key, wal));
-  }
-  void TearDown() override {
-    engine_.reset();
-    host_.reset();
-  }
-  KSSearchDataAdapter* adapter() { return engine_->adapter(); }
-
-  ks_test::TempDir dir_;
-  std::string db_path_;
-  std::unique_ptr<HostDb> host_;
-  std::unique_ptr<Engine> engine_;
 };
 
 }  // namespace adapter_test
