@@ -13,13 +13,10 @@
 namespace mobile_search {
 namespace {
 
-struct TableInfoDeleter {
-  void operator()(table_info_t* t) const { table_info_free(t); }
-};
-using TableInfoPtr = std::unique_ptr<table_info_t, TableInfoDeleter>;
+using TableInfoPtr = std::unique_ptr<table_info_t, void (*)(table_info_t*)>;
 
 TableInfoPtr MakeTable(const char* table, const char* fields, int field_num) {
-  TableInfoPtr info(table_info_create("idx", "chat.db", table, "msg_id"));
+  TableInfoPtr info(table_info_create("idx", "chat.db", table, "msg_id"), table_info_free);
   str_buffer_append(info->field_list, fields);
   info->field_num = field_num;
   return info;
