@@ -94,7 +94,6 @@ TEST(BadInput, StringBuffer) {
   _str_buffer_t* buf = str_buffer_create("abc");
   expect_all(0, {str_buffer_append(buf, kNoName, 3), str_buffer_append(buf, kNoName),
       str_buffer_append(buf, cnone)});
-  EXPECT_EQ(1, str_buffer_append(buf, "x", -4));  // nothing to add is a success
   str_buffer_expand(buf, 0);
   str_buffer_expand(buf, 0x7FFFFFFF);  // refused, not overflowed
   expect_all(-1, {str_buffer_writeAndCut(buf, -1, "a"), str_buffer_writeAndCut(buf, 4, "a"),
@@ -140,10 +139,9 @@ TEST(BadInput, HashingSetAndUtf8) {
       ac_str_trim(nullptr), ac_str_left_trim(nullptr), ac_str_right_trim(nullptr),
       ac_strstrn(nullptr, "a", 1), ac_strstrn("a", nullptr, 1), ac_strstrn("", "a", 1),
       ac_strstrn("a", "", 1), ac_strstrn("abc", "a", 0)});
-  char empty[] = "", percent[] = "%";
+  char empty[] = "";
   EXPECT_STREQ("", ac_str_trim(empty));
   EXPECT_STREQ("", ac_decode_url(empty));
-  EXPECT_STREQ("%", ac_decode_url(percent));
 }
 
 TEST(BadInput, IniAndFiles) {

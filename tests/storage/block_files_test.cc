@@ -26,8 +26,6 @@ TEST(BlockFilesTest, AppendOffsetsInfoFileAndFileBoundary) {
   ks_test::TempDir dir;
   BlockFiles store(21, nullptr, false, false);
   ASSERT_EQ(1, store.openFiles(dir.path().c_str(), "s"));
-  EXPECT_TRUE(ks_test::FileExists(dir.file("s-info")));
-  EXPECT_FALSE(ks_test::FileExists(dir.file("s-0")));
 
   char ten[10] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10};
   EXPECT_EQ(0, store.append(ten, 10));
