@@ -33,15 +33,10 @@
 #include "storage/index_manager.h"
 #include "storage/log_manager.h"
 
-namespace ks_test {
+namespace mobile_search {
 namespace {
 
 namespace fs = std::filesystem;
-
-using mobile_search::_DArray;
-using mobile_search::ConfigManager;
-using mobile_search::DocIdManager;
-using mobile_search::GroupSearcher;
 
 // Every third key is too long to be stored inline with its document.
 std::string Key(int i) { return "k" + std::to_string(i) + (i % 3 ? "" : "-long-key"); }
@@ -50,19 +45,18 @@ std::string Tag(int i, int version) {
 }
 // Keys of the live documents holding `word`, through query evaluation.
 std::vector<std::string> Found(GroupSearcher* gs, const std::string& word) {
-  mobile_search::SearchIndexConfig config;
+  SearchIndexConfig config;
   config.createConfigItem("idx", 0, 100);
-  _DArray* names = mobile_search::darray_create(nullptr, false);
-  _DArray* tokens = mobile_search::darray_create(nullptr, false);
-  const unsigned int sign =
-      mobile_search::idx_sign32(word.c_str(), static_cast<unsigned int>(word.size()));
-  mobile_search::darray_append(tokens, static_cast<unsigned long long>(sign));
+  _DArray* names = darray_create(nullptr, false);
+  _DArray* tokens = darray_create(nullptr, false);
+  const unsigned int sign = idx_sign32(word.c_str(), static_cast<unsigned int>(word.size()));
+  darray_append(tokens, static_cast<unsigned long long>(sign));
   _DArray* lists[2] = {names, tokens};
-  mobile_search::SearchResult result(true);
+  SearchResult result(true);
   gs->doSearchIndex(&result, &config, lists, 2);
-  mobile_search::darray_destroy(names);
-  mobile_search::darray_destroy(tokens);
-  return mobile_search::ResultKeys(result);
+  darray_destroy(names);
+  darray_destroy(tokens);
+  return ResultKeys(result);
 }
 
 // A searcher that runs a test's code at the compaction's stages.
@@ -122,7 +116,7 @@ class GroupFixture : public ::testing::Test {
     DocIdManager* docs = gs_->getIndexMgr()->doc_mgr;
     std::set<std::string> live, keys;
     for (unsigned int d = 0; d < docs->getDocNumber(); ++d) {
-      mobile_search::StringBuffer key;
+      StringBuffer key;
       if (docs->isDocidDel(d) != 0) continue;
       ASSERT_EQ(0, docs->getPKey(static_cast<int>(d), &key)) << d;
       EXPECT_TRUE(live.insert(key.data).second) << key.data;
@@ -132,13 +126,13 @@ class GroupFixture : public ::testing::Test {
       EXPECT_EQ(std::vector<std::string>{key}, Found(gs_, tag)) << key;
     }
     EXPECT_EQ(keys, live);
-    mobile_search::BlockFiles* store = gs_->getIndexMgr()->index_mgr->getStore();
+    BlockFiles* store = gs_->getIndexMgr()->index_mgr->getStore();
     for (int f = 0; purged && f < store->blockNumber(); ++f) {
       unsigned int len = 0;
       const auto* base = static_cast<const unsigned char*>(store->getBlockAddress(f, len));
       ASSERT_NE(nullptr, base);
-      for (unsigned int off = 0; off + 11 <= len; off += 11) {
-        const auto* rec = reinterpret_cast<const mobile_search::_idx2_unit_t*>(base + off);
+      for (unsigned int off = 0; off + _idx2_unit_t::kSize <= len; off += _idx2_unit_t::kSize) {
+        const auto* rec = reinterpret_cast<const _idx2_unit_t*>(base + off);
         ASSERT_EQ(0, docs->isDocidDel(rec->docid())) << rec->docid();
       }
     }
@@ -148,10 +142,10 @@ class GroupFixture : public ::testing::Test {
     ASSERT_EQ(0, gs_->open(mgr_, "default"));
   }
   std::string groupDir() const { return tmp_.path() + "/allin"; }
-  bool exists(const std::string& suffix) { return FileExists(groupDir() + suffix); }
+  bool exists(const std::string& suffix) { return ks_test::FileExists(groupDir() + suffix); }
   int compact() { return gs_->ellipseIndex("default", true); }
 
-  TempDir tmp_;
+  ks_test::TempDir tmp_;
   ConfigManager* mgr_ = nullptr;
   GroupSearcher* gs_ = nullptr;
   StagedSearcher* staged_ = nullptr;
@@ -164,11 +158,11 @@ using GroupSearcherTest = GroupFixture;
 std::vector<std::string> g_logged;
 
 TEST_F(GroupSearcherTest, FailuresAreLoggedAndAClosedGroupRefusesWork) {
-  mobile_search::set_log_cb_func([](const char* text) {
+  set_log_cb_func([](const char* text) {
     g_logged.push_back(text);
     return 0;
   });
-  mobile_search::set_log_level_func([](mobile_search::SEARCH_LOG_LEVEL level, const char* text) {
+  set_log_level_func([](SEARCH_LOG_LEVEL level, const char* text) {
     g_logged.push_back(std::to_string(static_cast<int>(level)) + ":" + text);
   });
   g_logged.clear();
@@ -181,8 +175,8 @@ TEST_F(GroupSearcherTest, FailuresAreLoggedAndAClosedGroupRefusesWork) {
   ASSERT_EQ(0, rename(groupDir().c_str(), (groupDir() + "-cpy").c_str()));
   ASSERT_EQ(0, symlink((groupDir() + "-gone").c_str(), groupDir().c_str()));
   EXPECT_EQ(-1, gs_->open(mgr_, "default"));
-  mobile_search::set_log_cb_func(nullptr);
-  mobile_search::set_log_level_func(nullptr);
+  set_log_cb_func(nullptr);
+  set_log_level_func(nullptr);
   EXPECT_EQ((std::vector<std::string>{
                 "modify doc fail index_name:idx db_name:db table_name:msg pkey:k",
                 "Out Ellipse --> the error code is 10", "4:ELLIPSE dir rename failed. default \n"}),
@@ -301,7 +295,7 @@ TEST_F(EllipseTest, ReopeningAfterAnInterruptedSwapGivesACompleteGroup) {
   // Stopped between the renames: the old group comes back.
   fs::rename(groupDir(), groupDir() + "-cpy");
   fs::create_directories(groupDir() + "-bak/idx_0");
-  ASSERT_TRUE(WriteFile(groupDir() + "-bak/id-0", "partial"));
+  ASSERT_TRUE(ks_test::WriteFile(groupDir() + "-bak/id-0", "partial"));
   ASSERT_EQ(0, gs_->open(mgr_, "default"));
   EXPECT_FALSE(exists("-cpy"));
   expectModel();
@@ -372,7 +366,7 @@ TEST_F(EllipseConcurrency, SearchesUpdatesAndCompactionsTogether) {
       int i = static_cast<int>(rng() % kKeys);
       std::vector<std::string> found = Found(gs_, Tag(i, 0));
       if (found.size() > 1 || (found.size() == 1 && found[0] != Key(i))) ++failures;
-      mobile_search::TableResult* listing = gs_->getTableRecord("idx", "db", "msg");
+      TableResult* listing = gs_->getTableRecord("idx", "db", "msg");
       std::set<std::string> keys;
       for (int k = 0; listing != nullptr && k < listing->getCount(); ++k) {
         if (!keys.insert(listing->getPkey(k)->data).second) ++failures;
@@ -390,4 +384,4 @@ TEST_F(EllipseConcurrency, SearchesUpdatesAndCompactionsTogether) {
 }
 
 }  // namespace
-}  // namespace ks_test
+}  // namespace mobile_search

@@ -33,22 +33,18 @@ const char* const kWords[] = {"hello", "menu", "review", "meeting", "ok", "lunch
                               "merge", "release", "help", "menus"};
 const int kWordCount = 10;
 
-// Fixed-seed generator whose outputs do not depend on the standard library.
-class Rng {
- public:
-  explicit Rng(uint32_t seed) : state_(seed * 2654435761u + 1) {}
-  uint32_t next() {
-    state_ ^= state_ << 13;
-    state_ ^= state_ >> 17;
-    state_ ^= state_ << 5;
-    return state_;
+// Fixed-seed xorshift generator whose outputs do not depend on the
+// standard library.
+struct Rng {
+  uint32_t state;
+  int below(int n) {
+    state ^= state << 13;
+    state ^= state >> 17;
+    state ^= state << 5;
+    return static_cast<int>(state % static_cast<uint32_t>(n));
   }
-  int below(int n) { return static_cast<int>(next() % static_cast<uint32_t>(n)); }
   // Skewed towards small values, like word frequencies.
   int skewed(int n) { return below(n) * below(n) / n; }
-
- private:
-  uint32_t state_;
 };
 
 struct Name {
@@ -103,7 +99,7 @@ class QueryEquivalenceTest : public SearcherFixture {
 };
 
 TEST_F(QueryEquivalenceTest, EveryQueryClassGivesThePinnedResults) {
-  Rng rng(20261122);
+  Rng rng{20261122u * 2654435761u + 1};
   std::vector<Name> contacts;
   std::vector<std::string> texts;
   searcher_.setAutoSave("default", false);

@@ -1,7 +1,9 @@
-// Intersection of posting cursors (GroupSearcher::doAnd) on hand-made terms:
-// field preference of one term, and the several-term path (absent terms
-// included) against a straightforward reading of every cursor. Field
-// filters and sort weights are checked end to end through Searcher.
+// Query evaluation on hand-made input: intersection of posting cursors
+// (GroupSearcher::doAnd) - field preference of one term, and the several-term
+// path (absent terms included) against a straightforward reading of every
+// cursor - and the result records: JSON edge cases and the merge of the
+// results of several groups. Field filters, sort weights and ordinary JSON
+// texts are checked end to end through Searcher.
 #include <algorithm>
 #include <memory>
 #include <random>
@@ -10,7 +12,10 @@
 
 #include <gtest/gtest.h>
 
+#include "config/config_records.h"
 #include "search/group_searcher.h"
+#include "search/search_result.h"
+#include "search/table_result.h"
 #include "storage/index_term.h"
 #include "text/token_rules.h"
 
@@ -99,6 +104,125 @@ TEST(QueryEvaluation, SeveralTermsMatchAStraightforwardIntersection) {
     Terms list = MakeTerms(terms);
     ASSERT_EQ(NaiveIntersection(terms), Hits(list.get())) << "round " << round;
   }
+}
+
+using TableInfoPtr = std::unique_ptr<table_info_t, void (*)(table_info_t*)>;
+
+TableInfoPtr MakeTable(const char* table, const char* fields, int field_num) {
+  TableInfoPtr info(table_info_create("idx", "chat.db", table, "msg_id"), table_info_free);
+  str_buffer_append(info->field_list, fields);
+  info->field_num = field_num;
+  return info;
+}
+
+struct Entry {
+  const char* key;
+  unsigned char weight, field, doc;
+  const char* group;
+};
+
+void Fill(TableResult* t, const std::vector<Entry>& entries) {
+  for (const Entry& e : entries) {
+    _str_buffer_t* key = str_buffer_create(e.key);
+    ASSERT_EQ(0, t->insert(t->getCount(), key, e.weight, e.field, e.doc, e.group));
+    str_buffer_free(key);
+  }
+}
+
+// A new table result of `r` describing `info`, holding `entries`.
+void AddTable(SearchResult* r, table_info_t* info, const std::vector<Entry>& entries, int found) {
+  TableResult* t = r->createTableResult();
+  t->readTableInfo(info);
+  Fill(t, entries);
+  t->sumDocFound(found);
+}
+
+// "key/field/weight/group" per entry, in order.
+std::string Dump(const TableResult& t) {
+  std::string out;
+  for (int i = 0; i < t.getCount(); ++i) {
+    out += (i ? " " : "") + std::string(t.getPkey(i)->data) + "/" +
+           std::to_string(t.getFieldId(i)) + "/" + std::to_string(t.getWeight(i)) + "/" +
+           t.getGroupName(i);
+  }
+  return out;
+}
+
+// No table at all, a table without returned documents, strings written raw,
+// empty entries skipped.
+TEST(SearchResultJson, EmptyResultsRawStringsAndEmptyEntries) {
+  TableInfoPtr contact = MakeTable("contact", "nick", 1);
+  TableInfoPtr odd = MakeTable("t", "f", 1);
+  SearchResult result(true);
+  EXPECT_EQ(nullptr, std::unique_ptr<StringBuffer>(result.serialize()).get());
+
+  AddTable(&result, contact.get(), {}, 3);  // found, but none on this page
+  // A last empty key or group leaves a trailing comma.
+  AddTable(&result, odd.get(),
+           {{"", 1, 0, 1, "default"}, {"a\"b", 2, 0, 2, "default"}, {"", 3, 0, 3, ""}}, 0);
+  std::unique_ptr<StringBuffer> json(result.serialize());
+  ASSERT_NE(nullptr, json);
+  EXPECT_EQ(
+      "{\"all_result\":["
+      "{\"table_name\":\"contact\",\"db_name\":\"chat.db\",\"key_field\":\"msg_id\","
+      "\"docs_found\":3,\"docs_return\":0,\"field_num\":1,\"field_list\":\"nick\"},"
+      "{\"table_name\":\"t\",\"db_name\":\"chat.db\",\"key_field\":\"msg_id\","
+      "\"docs_found\":0,\"docs_return\":3,\"field_num\":1,\"field_list\":\"f\","
+      "\"pkey_arr\":[\"a\"b\",],\"offset_arr\":[1,2,3],\"field_id_arr\":[0,0,0],"
+      "\"weight_arr\":[1,2,3],\"group_arr\":[\"default\",\"default\",]}"
+      "]}",
+      std::string(json->data, json->len));
+}
+
+// Merging the part of an older group into the running result: a key in both
+// keeps the better hit (the lower field, then the higher weight, a full tie
+// keeps the running one), equal weights keep the running entries first,
+// tables the running result lacks move over.
+TEST(SearchResultMerge, DuplicateKeysKeepTheBetterHitTablesMoveEmptyPartsAreIgnored) {
+  TableInfoPtr a = MakeTable("a", "f", 1);
+  TableInfoPtr b = MakeTable("b", "f", 1);
+  SearchResult running(true);
+  AddTable(&running, a.get(),
+           {{"low_field", 50, 2, 1, "new"}, {"weight", 50, 1, 2, "new"}, {"tie", 70, 1, 3, "new"},
+            {"only_mine", 40, 0, 4, "new"}}, 4);
+  running.sumDocsFound(4);
+
+  // A part whose total is 0 is not merged, whatever it holds.
+  SearchResult empty(false);
+  AddTable(&empty, b.get(), {{"x", 1, 0, 1, "default"}}, 1);
+  running.mergeResult(&empty);
+  EXPECT_EQ(1, running.getTableCount());
+
+  auto part = std::make_unique<SearchResult>(false);
+  AddTable(part.get(), a.get(),
+           {{"weight", 90, 1, 6, "old"}, {"tie", 70, 1, 7, "old"}, {"only_theirs", 40, 3, 8, "old"},
+            {"low_field", 10, 0, 5, "old"}}, 4);
+  AddTable(part.get(), b.get(), {{"k9", 30, 0, 19, "default"}}, 1);
+  part->sumDocsFound(5);
+  running.mergeResult(part.get());
+  part.reset();  // the moved table must survive its former owner
+
+  ASSERT_EQ(2, running.getTableCount());
+  EXPECT_EQ(6, running.getDocsFound());  // 4 + 5 - three duplicates
+  EXPECT_EQ("weight/1/90/old tie/1/70/new only_mine/0/40/new only_theirs/3/40/old "
+            "low_field/0/10/old",
+            Dump(*running.getTableResult(0)));
+  EXPECT_EQ(6, running.getTableResult(0)->getDocId(0));  // ids travel with their keys
+  // 4 own + 4 returned by the part - 3 duplicates removed from each side.
+  EXPECT_EQ(2, running.getTableResult(0)->getDocsFound());
+  EXPECT_EQ("k9/0/30/default", Dump(*running.getTableResult(1)));
+
+  // The scan for a matching table goes on from where the previous table of
+  // the part was found: a part listing b before a gets a second table a.
+  SearchResult reversed(false);
+  AddTable(&reversed, b.get(), {{"k8", 20, 0, 18, "old"}}, 0);
+  AddTable(&reversed, a.get(), {{"k7", 10, 0, 17, "old"}}, 0);
+  reversed.sumDocsFound(2);
+  running.mergeResult(&reversed);
+  ASSERT_EQ(3, running.getTableCount());
+  EXPECT_EQ("k9/0/30/default k8/0/20/old", Dump(*running.getTableResult(1)));
+  EXPECT_EQ(a->table_id, running.getTableResult(2)->getTableMD5());
+  EXPECT_EQ("k7/0/10/old", Dump(*running.getTableResult(2)));
 }
 
 }  // namespace
