@@ -5,9 +5,7 @@
 #include <jni.h>
 #include <sqlcipher/sqlite3.h>
 #include <stdint.h>
-#include <string.h>
 
-#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -66,22 +64,20 @@ JNIEXPORT jint JNICALL KS_HOST_APP(processRow)(JNIEnv* env, jclass, jobjectArray
   const jsize count = env->GetArrayLength(values);
   std::vector<jint> caps(static_cast<size_t>(count));
   env->GetIntArrayRegion(capacities, 0, count, caps.data());
-  std::vector<std::string> fields(static_cast<size_t>(count));
-  std::vector<std::vector<char>> buffers(static_cast<size_t>(count));
+  std::vector<std::string> fields(caps.size()), buffers(caps.size());
   std::vector<const char*> field_ptrs;
   std::vector<char*> value_ptrs;
   for (jsize i = 0; i < count; ++i) {
     fields[i] = "f" + std::to_string(i);
-    std::string value = text_of(env, env->GetObjectArrayElement(values, i));
-    buffers[i].assign(static_cast<size_t>(caps[i]) + 1, '\0');
-    memcpy(buffers[i].data(), value.data(), std::min(value.size(), static_cast<size_t>(caps[i])));
+    buffers[i] = text_of(env, env->GetObjectArrayElement(values, i)).substr(0, caps[i]);
+    buffers[i].resize(static_cast<size_t>(caps[i]) + 1, '\0');
     field_ptrs.push_back(fields[i].c_str());
     value_ptrs.push_back(buffers[i].data());
   }
   int result = kestrinSearch::pl_data_proc("idx", count, field_ptrs.data(), value_ptrs.data(),
                                            nullptr, caps.data(), nullptr);
   for (jsize i = 0; i < count; ++i) {
-    jstring v = env->NewStringUTF(buffers[i].data());
+    jstring v = env->NewStringUTF(buffers[i].c_str());
     env->SetObjectArrayElement(values, i, v);
     env->DeleteLocalRef(v);
   }

@@ -1,43 +1,33 @@
 package com.orvenco.android.vantrel.search;
 
+import java.util.Map;
 import java.util.concurrent.ConcurrentHashMap;
+import java.util.function.Consumer;
 
 /**
- * Receives the engine's callbacks: its log lines and the rows it is about to index, which a
- * registered processor may rewrite. The engine calls in from any thread.
+ * Receives the engine's callbacks, from any thread: its log lines, and the rows it is about to
+ * index, which the processor registered for the index may rewrite.
  */
 public final class SearchImpl {
-    public interface LogSink {
-        void log(String line);
-    }
-
     public interface DataProcessor {
         String[] process(String name, int count, String[] fieldNames, String[] values);
     }
 
-    private static volatile LogSink logSink;
-    private static final ConcurrentHashMap<String, DataProcessor> processors =
-            new ConcurrentHashMap<>();
+    private static volatile Consumer<String> logSink = line -> { };
+    private static final Map<String, DataProcessor> processors = new ConcurrentHashMap<>();
 
     private SearchImpl() {}
 
-    public static void setLogSink(LogSink sink) {
+    public static void setLogSink(Consumer<String> sink) {
         logSink = sink;
     }
 
     public static void setDataProcessor(String name, DataProcessor processor) {
-        if (processor == null) {
-            processors.remove(name);
-        } else {
-            processors.put(name, processor);
-        }
+        processors.put(name, processor);
     }
 
     private static void JNI_LOG(String line) {
-        LogSink sink = logSink;
-        if (sink != null) {
-            sink.log(line);
-        }
+        logSink.accept(line);
     }
 
     private static String[] profLayerDataProcFunc(String name, int count, String[] fieldNames,

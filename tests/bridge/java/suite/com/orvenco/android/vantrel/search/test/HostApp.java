@@ -1,16 +1,31 @@
 package com.orvenco.android.vantrel.search.test;
 
 import static com.orvenco.android.vantrel.search.NativeHandler.*;
-import static com.orvenco.android.vantrel.search.test.Harness.check;
-import static com.orvenco.android.vantrel.search.test.Harness.checkEquals;
 
+import java.lang.reflect.InvocationTargetException;
+import java.lang.reflect.Method;
+import java.nio.file.Files;
 import java.nio.file.Path;
+import java.util.Arrays;
+import java.util.Collections;
+import java.util.Comparator;
+import java.util.List;
+import java.util.Objects;
 import java.util.Set;
+import java.util.TreeSet;
+import java.util.concurrent.CompletableFuture;
+import java.util.concurrent.ExecutorService;
+import java.util.concurrent.Executors;
+import java.util.regex.Matcher;
+import java.util.regex.Pattern;
+import java.util.stream.Stream;
 
 /**
  * What the application sets up: an encrypted database "app" with a contact table on its own
  * connection, and the engine on a root beside it with the index "contacts" (name searchable by
- * pinyin, note as text). Its natives also call the engine's callbacks directly.
+ * pinyin, note as text). Its natives also call the engine's callbacks directly. Its main runs one
+ * test, named "Class.method", in this JVM and exits non-zero when it fails; CTest runs every test
+ * in its own JVM under -Xcheck:jni and fails it on any JNI warning.
  */
 final class HostApp implements AutoCloseable {
     static {
@@ -31,6 +46,65 @@ final class HostApp implements AutoCloseable {
     static native int processRow(String[] values, int[] capacities);
     /** Calls the log callback `times` times in one native call; the sum of its results. */
     static native int log(String text, int times);
+
+    public static void main(String[] args) throws Exception {
+        String[] parts = args[0].split("\\.", 2);
+        Method method = Class.forName(HostApp.class.getPackageName() + "." + parts[0])
+                .getDeclaredMethod(parts[1], Path.class);
+        method.setAccessible(true);
+        Path dir = Files.createTempDirectory("kestrin-bridge-");
+        try {
+            method.invoke(null, dir);
+        } catch (InvocationTargetException e) {
+            e.getCause().printStackTrace();
+            System.exit(1);
+        } finally {
+            native_release_engine();
+            try (Stream<Path> paths = Files.walk(dir)) {
+                paths.sorted(Comparator.reverseOrder()).forEach(p -> p.toFile().delete());
+            }
+        }
+    }
+
+    static void check(boolean condition, String what) {
+        if (!condition) {
+            throw new AssertionError(what);
+        }
+    }
+
+    static void checkEquals(Object expected, Object actual, String what) {
+        if (!Objects.equals(expected, actual)) {
+            throw new AssertionError(what + ": expected <" + expected + "> but was <" + actual + ">");
+        }
+    }
+
+    /** Every result equals `expected`. */
+    static void checkAll(Object expected, String what, Object... results) {
+        checkEquals(Collections.nCopies(results.length, expected), Arrays.asList(results), what);
+    }
+
+    /** Runs the jobs on threads of their own at once; rethrows the first failure. */
+    static void inParallel(List<Runnable> jobs) {
+        ExecutorService pool = Executors.newFixedThreadPool(jobs.size());
+        CompletableFuture.allOf(jobs.stream().map(job -> CompletableFuture.runAsync(job, pool))
+                .toArray(CompletableFuture[]::new)).join();
+        pool.shutdown();
+    }
+
+    private static final Pattern PKEY_ARR = Pattern.compile("\"pkey_arr\":\\[([^\\]]*)\\]");
+
+    /** The primary keys of every table result of a JSON result text (none for null). */
+    static Set<String> pkeys(String json) {
+        Set<String> keys = new TreeSet<>();
+        Matcher arrays = PKEY_ARR.matcher(json == null ? "" : json);
+        while (arrays.find()) {
+            for (String quoted : arrays.group(1).split(",", -1)) {
+                keys.add(quoted.replace("\"", ""));
+            }
+        }
+        keys.remove("");
+        return keys;
+    }
 
     final String root;
     final String dbPath;
@@ -78,7 +152,7 @@ final class HostApp implements AutoCloseable {
     }
 
     Set<String> find(String query) {
-        return Harness.pkeys(native_search(INDEX, null, query, 0, 1000, false));
+        return pkeys(native_search(INDEX, null, query, 0, 1000, false));
     }
 
     @Override
