@@ -1,8 +1,7 @@
 // A group searcher on a configured root, checked against a model of what
 // the updates said: documents, failures and their log texts, group
 // directories, and compaction (result codes, purging, changes made while the
-// copy is built, reopening after a stop in the middle of the swap,
-// compactions beside searches and updates).
+// copy is built, reopening after a stop in the middle of the swap).
 //
 // Table "msg" of database "db" in index "idx": index fields "title" (long
 // text) and "tag" (no-token), profile field "extra". A document is known by
@@ -12,12 +11,9 @@
 #include <stdio.h>
 #include <unistd.h>
 
-#include <atomic>
-#include <chrono>
 #include <filesystem>
 #include <functional>
 #include <map>
-#include <random>
 #include <set>
 #include <string>
 #include <thread>
@@ -63,7 +59,6 @@ std::vector<std::string> Found(GroupSearcher* gs, const std::string& word) {
 class StagedSearcher : public GroupSearcher {
  public:
   static const int kCopying = kStageCopying;
-  static const int kCopied = kStageCopied;
   std::function<void(int)> on_stage;
 
  protected:
@@ -309,72 +304,6 @@ TEST_F(EllipseTest, ReopeningAfterAnInterruptedSwapGivesACompleteGroup) {
   EXPECT_FALSE(exists("-cpy"));
   EXPECT_EQ(29u, gs_->getIndexMgr()->doc_mgr->getDocNumber());
   expectModel();
-}
-
-// The searchers check what holds at every moment (a content is found at
-// most once and only under its own key; no key has two live documents); the
-// final group must equal what the updates said.
-using EllipseConcurrency = GroupFixture;
-
-TEST_F(EllipseConcurrency, SearchesUpdatesAndCompactionsTogether) {
-  const int kKeys = 120, kUpdates = 1200;
-  fill(kKeys);
-  // A pause after each copy lets the updates it held off run before the
-  // replay, so that they are carried over from the log.
-  staged_->on_stage = [](int stage) {
-    if (stage == StagedSearcher::kCopied) {
-      std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
-  };
-  std::atomic<bool> done(false), compacting(false);
-  std::atomic<int> failures(0), compactions(0);
-
-  std::thread updater([&] {
-    std::mt19937 rng(7);
-    std::vector<int> version(kKeys, 0);
-    while (!compacting) std::this_thread::yield();
-    for (int n = 0; n < kUpdates; ++n) {
-      int i = static_cast<int>(rng() % kKeys);
-      unsigned int what = rng() % 10;
-      // Delete, new content, back to the first content (a revival), or the
-      // current content again (nothing to do).
-      if (what < 3) {
-        del(i);
-      } else {
-        put(i, what < 6 ? ++version[i] : what < 8 ? 0 : version[i]);
-      }
-    }
-    done = true;
-  });
-  std::thread compactor([&] {
-    compacting = true;
-    do {
-      int rc = compact();
-      if (rc == GroupSearcher::kEllipseDone) ++compactions;
-      if (rc != GroupSearcher::kEllipseDone && rc != GroupSearcher::kEllipseNothing) ++failures;
-    } while (!done);
-  });
-  auto searcher = [&](unsigned int seed) {
-    std::mt19937 rng(seed);
-    while (!done) {
-      int i = static_cast<int>(rng() % kKeys);
-      std::vector<std::string> found = Found(gs_, Tag(i, 0));
-      if (found.size() > 1 || (found.size() == 1 && found[0] != Key(i))) ++failures;
-      TableResult* listing = gs_->getTableRecord("idx", "db", "msg");
-      std::set<std::string> keys;
-      for (int k = 0; listing != nullptr && k < listing->getCount(); ++k) {
-        if (!keys.insert(listing->getPkey(k)->data).second) ++failures;
-      }
-      delete listing;
-    }
-  };
-  std::thread s1(searcher, 1u), s2(searcher, 2u);
-  for (std::thread* t : {&updater, &compactor, &s1, &s2}) t->join();
-  EXPECT_EQ(0, failures.load());
-  EXPECT_GT(compactions.load(), 0);
-  ASSERT_EQ(GroupSearcher::kEllipseDone, compact());
-  reopen();
-  expectModel(true);
 }
 
 }  // namespace

@@ -343,15 +343,17 @@ std::string Lower(std::string s) {
   return s;
 }
 
-// One thread makes random adds, changes, deletes and revivals while two
-// others search; each search must return every hit it counts. Then the live
-// rows are compared with a plain model, queried with Latin prefixes whose
-// matches are easy to state: a row is hit once per field holding, for every
-// query word, a word that begins with it (ignoring case), and a one-word
-// query hits a row once; profile fields are never searched.
+// One thread makes random adds, changes, deletes and revivals, another
+// compacts the group over and over, and two more search: a one-word query
+// hits a row once, so no key may come back twice (a row never has two live
+// documents), and a search returns every hit it counts. Then the rows are
+// compared with a plain model, queried with Latin prefixes whose matches are
+// easy to state: a row is hit once per field holding, for every query word,
+// a word that begins with it (ignoring case), and a one-word query hits a row
+// once; profile fields are never searched.
 using SearcherConcurrency = SearcherTest;
 
-TEST_F(SearcherConcurrency, SearchesBesideRandomChangesThenTheRowsMatchAModel) {
+TEST_F(SearcherConcurrency, SearchesAndCompactionsBesideRandomChangesThenRowsMatchAModel) {
   searcher_.setAutoSave("default", false);
   std::mt19937 rng(2026);
   // Up to `max_words` words of one to four letters out of "abc", some upper case.
@@ -368,8 +370,9 @@ TEST_F(SearcherConcurrency, SearchesBesideRandomChangesThenTheRowsMatchAModel) {
   };
   std::map<std::string, std::pair<std::string, std::string>> model;  // key -> name, content
   std::atomic<bool> done(false);
+  std::atomic<int> compactions(0);
   std::thread writer([&] {
-    for (int step = 0; step < 400; ++step) {
+    for (int step = 0; step < 800; ++step) {
       const std::string key = "k" + std::to_string(rng() % 40);
       const char* table = key.size() % 2 ? "message" : "contact";  // fixed per key
       if (rng() % 5 == 0) {
@@ -381,21 +384,35 @@ TEST_F(SearcherConcurrency, SearchesBesideRandomChangesThenTheRowsMatchAModel) {
         EXPECT_EQ(0, Add(table, key, name, content, "", random_text(2)));
         model[key] = {Lower(name), Lower(content)};
       }
+      // Halfway, wait (a bounded time) for a compaction to have run beside.
+      for (int spin = 0; step == 400 && compactions == 0 && spin < 1000000; ++spin) {
+        std::this_thread::yield();
+      }
     }
     done = true;
   });
+  std::thread compactor([&] {
+    while (!done) {
+      const int rc = searcher_.ellipse_index("default", true);
+      if (rc == GroupSearcher::kEllipseDone) ++compactions;
+      EXPECT_TRUE(rc == GroupSearcher::kEllipseDone || rc == GroupSearcher::kEllipseNothing) << rc;
+    }
+  });
   std::vector<std::thread> readers;
-  for (const char* query : {"a", "b C"}) {
+  for (const char* query : {"a", "B"}) {
     readers.emplace_back([this, query, &done] {
       while (!done) {
         int found = 0;
-        const size_t hits = Hits(query, 0, 65535, &found).size();
-        EXPECT_EQ(hits, static_cast<size_t>(found)) << query;
+        const std::vector<std::string> keys = Hits(query, 0, 65535, &found);
+        EXPECT_EQ(keys.size(), static_cast<size_t>(found)) << query;
+        EXPECT_EQ(keys.end(), std::adjacent_find(keys.begin(), keys.end())) << query;
       }
     });
   }
   writer.join();
+  compactor.join();
   for (std::thread& t : readers) t.join();
+  EXPECT_GT(compactions.load(), 0);
 
   for (int q = 0; q < 100; ++q) {
     std::set<std::string> unique;
