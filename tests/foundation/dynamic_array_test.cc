@@ -154,9 +154,10 @@ TEST(DynamicArray, SearchesFindsUniqAndForeach) {
   darray_destroy(runs);
 }
 
-// Sort keys live above bit 8, a tag below: comparing keys only makes the
-// placement of equal keys visible.
-int key_cmp(u64 a, u64 b) { return comp(a >> 8, b >> 8); }
+// Sort keys live in bits 8-15, a tag or a position elsewhere: comparing keys
+// only makes the placement of equal keys visible.
+int key_cmp(u64 a, u64 b) { return comp((a >> 8) & 0xFF, (b >> 8) & 0xFF); }
+bool key_less(u64 a, u64 b) { return key_cmp(a, b) < 0; }
 u64 tagged(u64 key, char tag) { return key << 8 | (unsigned char)tag; }
 std::vector<std::string> tags(const _DArray* arr) {
   std::vector<std::string> out;
@@ -192,22 +193,19 @@ TEST(DynamicArray, EachSortPlacesEqualKeysItsOwnWay) {
 }
 
 TEST(DynamicArray, AllSortsOrderRandomInputAndMergeSortIsStable) {
-  // Compares an 8-bit key field; the rest of each value is its position.
-  auto field_cmp = [](u64 a, u64 b) { return comp((a >> 8) & 0xFF, (b >> 8) & 0xFF); };
-  auto less = [&](u64 a, u64 b) { return field_cmp(a, b) < 0; };
   std::mt19937_64 rng(7);
   for (unsigned n : {0, 1, 2, 3, 5, 17, 100, 1000, 5000}) {
     std::vector<u64> input;
     for (unsigned i = 0; i < n; ++i) input.push_back(tagged(rng() % 13, 0) | (u64)i << 40);
     std::vector<u64> stable = input, values = input;
-    std::stable_sort(stable.begin(), stable.end(), less);
+    std::stable_sort(stable.begin(), stable.end(), key_less);
     std::sort(values.begin(), values.end());
     for (darray_sort_fn fn : {items_bubble_sort, items_quick_sort, items_merge_sort,
                               items_shell_sort}) {
       _DArray* arr = make_array(input);
-      ASSERT_EQ(RET_OK, darray_sort(arr, fn, field_cmp));
+      ASSERT_EQ(RET_OK, darray_sort(arr, fn, key_cmp));
       std::vector<u64> got = contents(arr);
-      EXPECT_TRUE(std::is_sorted(got.begin(), got.end(), less)) << "n=" << n;
+      EXPECT_TRUE(std::is_sorted(got.begin(), got.end(), key_less)) << "n=" << n;
       if (fn == items_merge_sort) {
         EXPECT_EQ(stable, got) << "n=" << n;
       }
