@@ -1,12 +1,11 @@
 // Query results pinned on a generated corpus: a few thousand chat messages
 // and contacts (pinyin names, Chinese text with Latin words, names repeated
 // in message texts so that one document holds a term in several fields),
-// some rows changed or deleted, more than one postings file. Every query
-// class runs with paging and field restrictions, and the JSON texts of each
-// class are hashed; the hashes were taken before the query path was tuned,
-// so any change in hits, their order, weights or counts shows up here. A
-// deliberate change of results (tokens, weights, JSON) needs new hashes: the
-// failure messages print them.
+// some rows changed or deleted, more than one postings file. The JSON texts
+// of every query class, with paging and field restrictions, are hashed; the
+// hashes were taken before the query path was tuned, so any change in hits,
+// their order, weights or counts shows up here. A deliberate change of
+// results needs new hashes: the failure message prints them.
 #include <cstdint>
 #include <cstdio>
 #include <string>

@@ -5,6 +5,7 @@
 #ifndef KS_TESTS_SEARCH_SEARCHER_FIXTURE_H_
 #define KS_TESTS_SEARCH_SEARCHER_FIXTURE_H_
 
+#include <algorithm>
 #include <cstdlib>
 #include <memory>
 #include <string>
@@ -29,8 +30,8 @@ inline std::string Take(char* text) {
   return s;
 }
 
-// Keys of every returned hit, table by table; with `found`, also the sum of
-// the tables' found counts.
+// Sorted keys of every returned hit; with `found`, also the sum of the
+// tables' found counts.
 inline std::vector<std::string> ResultKeys(const SearchResult& result, int* found = nullptr) {
   std::vector<std::string> keys;
   if (found != nullptr) *found = 0;
@@ -39,6 +40,7 @@ inline std::vector<std::string> ResultKeys(const SearchResult& result, int* foun
     if (found != nullptr) *found += table->getDocsFound();
     for (int i = 0; i < table->getCount(); ++i) keys.push_back(table->getPkey(i)->data);
   }
+  std::sort(keys.begin(), keys.end());
   return keys;
 }
 

@@ -71,32 +71,21 @@ class SearcherTest : public SearcherFixture {
     return g == nullptr ? 0 : g->getIndexMgr()->doc_mgr->getDocNumber();
   }
 
-  // Sorted keys of a page of hits (a key fixes its table), and the sum of
-  // the tables' found counts.
-  std::vector<std::string> Hits(const std::string& query, int start, int num, int* found) {
+  // Sorted keys of all hits (a key fixes its table), and the sum of the
+  // tables' found counts.
+  std::vector<std::string> Hits(const std::string& query, int* found) {
     SearchResult result(true);
-    EXPECT_EQ(0, searcher_.doSearch(kIndex, nullptr, query.c_str(), start, num, &result, false));
-    std::vector<std::string> keys = ResultKeys(result, found);
-    std::sort(keys.begin(), keys.end());
-    return keys;
+    EXPECT_EQ(0, searcher_.doSearch(kIndex, nullptr, query.c_str(), 0, 65535, &result, false));
+    return ResultKeys(result, found);
   }
 };
 
-TEST_F(SearcherTest, ChineseQueryRanksNameHitsFirstAndGroupsHitsPerTable) {
-  AddBasicDocs();
-  // Whole name (180) before a name prefix (133) before a text hit (80);
-  // the message table appears first because it holds the best hit.
-  EXPECT_EQ(Json("message 2 m1:0:0:180 m2:1:1:80 | contact 1 c1:2:0:133"), Search("张三"));
-  // Rows found through text terms alone (the long-text tokens hold no
-  // three-character term) follow the name hits newest first, not by weight.
-  ASSERT_EQ(0, Add("message", "m5", "", "张三丰来"));
-  ASSERT_EQ(0, Add("message", "m6", "", "他说张三丰今天不来了"));
-  EXPECT_EQ(Json("contact 1 c1:2:0:180 | message 2 m6:4:1:22 m5:3:1:25"), Search("张三丰"));
-}
-
-TEST_F(SearcherTest, PinyinInitialsLatinNoTokenAndProfileFields) {
+TEST_F(SearcherTest, ChinesePinyinInitialsLatinNoTokenAndProfileFields) {
   AddBasicDocs();
   const std::pair<const char*, const char*> cases[] = {
+      // Whole name (180) before a name prefix (133) before a text hit (80);
+      // the table holding the best hit comes first.
+      {"张三", "message 2 m1:0:0:180 m2:1:1:80 | contact 1 c1:2:0:133"},
       {"zhangsan", "message 1 m1:0:0:140 | contact 1 c1:2:0:93"},  // full pinyin
       {"ZhangS", "message 1 m1:0:0:40 | contact 1 c1:2:0:33"},     // its prefix, any case
       {"zs", "message 1 m1:0:0:80 | contact 1 c1:2:0:33"},         // initials
@@ -105,6 +94,11 @@ TEST_F(SearcherTest, PinyinInitialsLatinNoTokenAndProfileFields) {
       {"e1", ""},         // profile fields are stored, never searched
       {"张三 zzzz", ""}};  // one absent term empties the search
   for (const auto& [query, expected] : cases) EXPECT_EQ(Json(expected), Search(query)) << query;
+  // Rows found through text terms alone (the long-text tokens hold no
+  // three-character term) follow the name hits newest first, not by weight.
+  ASSERT_EQ(0, Add("message", "m5", "", "张三丰来"));
+  ASSERT_EQ(0, Add("message", "m6", "", "他说张三丰今天不来了"));
+  EXPECT_EQ(Json("contact 1 c1:2:0:180 | message 2 m6:4:1:22 m5:3:1:25"), Search("张三丰"));
 }
 
 TEST_F(SearcherTest, FieldRestrictions) {
@@ -344,13 +338,12 @@ std::string Lower(std::string s) {
 }
 
 // One thread makes random adds, changes, deletes and revivals, another
-// compacts the group over and over, and two more search: a one-word query
-// hits a row once, so no key may come back twice (a row never has two live
-// documents), and a search returns every hit it counts. Then the rows are
-// compared with a plain model, queried with Latin prefixes whose matches are
-// easy to state: a row is hit once per field holding, for every query word,
-// a word that begins with it (ignoring case), and a one-word query hits a row
-// once; profile fields are never searched.
+// compacts the group over and over, two more search: no key may come back
+// twice for one word (a row never has two live documents), and a search
+// returns every hit it counts. Then the rows are compared with a model,
+// queried with Latin prefixes: a row is hit once per field holding, for every
+// query word, a word that begins with it (ignoring case), a one-word query
+// hits a row once, and profile fields are never searched.
 using SearcherConcurrency = SearcherTest;
 
 TEST_F(SearcherConcurrency, SearchesAndCompactionsBesideRandomChangesThenRowsMatchAModel) {
@@ -403,7 +396,7 @@ TEST_F(SearcherConcurrency, SearchesAndCompactionsBesideRandomChangesThenRowsMat
     readers.emplace_back([this, query, &done] {
       while (!done) {
         int found = 0;
-        const std::vector<std::string> keys = Hits(query, 0, 65535, &found);
+        const std::vector<std::string> keys = Hits(query, &found);
         EXPECT_EQ(keys.size(), static_cast<size_t>(found)) << query;
         EXPECT_EQ(keys.end(), std::adjacent_find(keys.begin(), keys.end())) << query;
       }
@@ -429,7 +422,7 @@ TEST_F(SearcherConcurrency, SearchesAndCompactionsBesideRandomChangesThenRowsMat
       expected.insert(expected.end(), prefixes.size() == 1 ? fields > 0 : fields, key);
     }
     int found = 0;
-    ASSERT_EQ(expected, Hits(query, 0, 65535, &found)) << query;
+    ASSERT_EQ(expected, Hits(query, &found)) << query;
     ASSERT_EQ(static_cast<int>(expected.size()), found) << query;
   }
 }
