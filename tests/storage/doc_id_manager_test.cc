@@ -12,11 +12,9 @@
 namespace mobile_search {
 namespace {
 
-std::string Key(_str_buffer_t* out) { return std::string(out->data, static_cast<size_t>(out->len)); }
-
 std::string PKey(DocIdManager& m, int id) {
   _str_buffer_t* buf = str_buffer_create(16);
-  std::string s = m.getPKey(id, buf) == 0 ? Key(buf) : "<none>";
+  std::string s = m.getPKey(id, buf) == 0 ? std::string(buf->data, static_cast<size_t>(buf->len)) : "<none>";
   str_buffer_free(buf);
   return s;
 }
@@ -78,11 +76,6 @@ TEST(DocIdManagerTest, KeysAndRecordsAcrossIdFilesAreFoundAfterReopen) {
   EXPECT_EQ(-1, m.getDocid(7, "zero-sum-key"));  // a checksum of 0 is never mapped
   EXPECT_EQ(-1, m.getDocid(7, "other"));
   EXPECT_EQ(7u, m.getTabMD5Id(2));
-  ArrayList keys;
-  EXPECT_EQ(0, m.getPKeyByTable(7, &keys));
-  ASSERT_EQ(3u, keys.length());
-  EXPECT_EQ("123456789", Key(slot_as<_str_buffer_t>(keys.get(1))));
-  for (unsigned int i = 0; i < keys.length(); ++i) str_buffer_free(slot_as<_str_buffer_t>(keys.get(i)));
   EXPECT_EQ(static_cast<int>(n), m.addPKey(9, "next", 1, 0));
   EXPECT_EQ(0, m.delDocid(220000));
   EXPECT_EQ(1, StoredRecord(dir, 220000)[10]);
@@ -129,12 +122,6 @@ TEST(DocIdManagerTest, DeletionRevivalAndTheirWriteBack) {
   m.save();
   EXPECT_EQ(0, StoredRecord(dir, 0)[10]);
   EXPECT_EQ(1, StoredRecord(dir, 2)[10]);
-
-  _DArray* live = darray_create(nullptr, false);
-  m.getDocidByTable(live, 5);
-  ASSERT_EQ(1u, darray_length(live));
-  EXPECT_EQ(0u, darray_get_by_index(live, 0));
-  darray_destroy(live);
 }
 
 TEST(DocIdManagerTest, BadDirectoriesAndDamagedStoresFail) {
