@@ -52,10 +52,6 @@ JNIEXPORT jint JNICALL KS_HOST_APP(exec)(JNIEnv* env, jclass, jlong handle, jstr
   return sqlite3_exec(conn_of(handle), text_of(env, sql).c_str(), nullptr, nullptr, nullptr);
 }
 
-JNIEXPORT void JNICALL KS_HOST_APP(close)(JNIEnv*, jclass, jlong handle) {
-  sqlite3_close(conn_of(handle));
-}
-
 // Runs the data-processing callback once over values held in buffers of the
 // given capacities (field names f0, f1, ...); the values afterwards are
 // written back into `values`. The callback's result.

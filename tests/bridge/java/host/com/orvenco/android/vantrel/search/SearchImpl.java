@@ -1,30 +1,22 @@
 package com.orvenco.android.vantrel.search;
 
-import java.util.Map;
-import java.util.concurrent.ConcurrentHashMap;
 import java.util.function.Consumer;
 
 /**
  * Receives the engine's callbacks, from any thread: its log lines, and the rows it is about to
- * index, which the processor registered for the index may rewrite.
+ * index, which the application's processor may rewrite.
  */
 public final class SearchImpl {
     public interface DataProcessor {
         String[] process(String name, int count, String[] fieldNames, String[] values);
     }
 
-    private static volatile Consumer<String> logSink = line -> { };
-    private static final Map<String, DataProcessor> processors = new ConcurrentHashMap<>();
+    /** Where log lines go; the default drops them. */
+    public static volatile Consumer<String> logSink = line -> { };
+    /** Rewrites rows of every index before they are indexed; null keeps them as they are. */
+    public static volatile DataProcessor processor;
 
     private SearchImpl() {}
-
-    public static void setLogSink(Consumer<String> sink) {
-        logSink = sink;
-    }
-
-    public static void setDataProcessor(String name, DataProcessor processor) {
-        processors.put(name, processor);
-    }
 
     private static void JNI_LOG(String line) {
         logSink.accept(line);
@@ -32,7 +24,7 @@ public final class SearchImpl {
 
     private static String[] profLayerDataProcFunc(String name, int count, String[] fieldNames,
             String[] values) {
-        DataProcessor processor = processors.get(name);
-        return processor == null ? values : processor.process(name, count, fieldNames, values);
+        DataProcessor current = processor;
+        return current == null ? values : current.process(name, count, fieldNames, values);
     }
 }

@@ -25,9 +25,10 @@ import java.util.stream.Stream;
  * connection, and the engine on a root beside it with the index "contacts" (name searchable by
  * pinyin, note as text). Its natives also call the engine's callbacks directly. Its main runs one
  * test, named "Class.method", in this JVM and exits non-zero when it fails; CTest runs every test
- * in its own JVM under -Xcheck:jni and fails it on any JNI warning.
+ * in its own JVM under -Xcheck:jni and fails it on any JNI warning. The host's connection stays
+ * open until the JVM exits; the runner releases the engine, which unhooks it, after the test.
  */
-final class HostApp implements AutoCloseable {
+final class HostApp {
     static {
         // The engine library first, as the application loads it: its load
         // stores the VM that the callbacks use.
@@ -41,7 +42,6 @@ final class HostApp implements AutoCloseable {
     static native long open(String path, String key);
     /** The SQLite result code. */
     static native int exec(long connection, String sql);
-    static native void close(long connection);
     /** Runs the data-processing callback of index "idx" over one row, in place; its result. */
     static native int processRow(String[] values, int[] capacities);
     /** Calls the log callback `times` times in one native call; the sum of its results. */
@@ -98,9 +98,7 @@ final class HostApp implements AutoCloseable {
         Set<String> keys = new TreeSet<>();
         Matcher arrays = PKEY_ARR.matcher(json == null ? "" : json);
         while (arrays.find()) {
-            for (String quoted : arrays.group(1).split(",", -1)) {
-                keys.add(quoted.replace("\"", ""));
-            }
+            keys.addAll(Arrays.asList(arrays.group(1).replace("\"", "").split(",")));
         }
         keys.remove("");
         return keys;
@@ -125,14 +123,6 @@ final class HostApp implements AutoCloseable {
                 "name", "", "", null), "add index");
     }
 
-    /** Starts the engine with the log and data-processing callbacks and the hook on conn. */
-    void startHooked() {
-        startEngine();
-        checkEquals(0, native_set_log_callback(), "log callback");
-        checkEquals(0, native_set_index_dataFunc(INDEX), "data func");
-        checkEquals(0, native_hook_db(DB, conn), "hook");
-    }
-
     void exec(String sql) {
         checkEquals(0, exec(conn, sql), "SQLite code for " + sql);
     }
@@ -141,23 +131,7 @@ final class HostApp implements AutoCloseable {
         exec("INSERT INTO contact VALUES('" + cid + "','" + name + "','" + note + "')");
     }
 
-    /** Scans until a batch reports 0; the rows sent over all batches. */
-    int scanAll() {
-        int total = 0;
-        for (int sent = 1; sent != 0; total += sent) {
-            sent = native_scan_table(DB, TABLE, INDEX);
-            check(sent >= 0 && total < 100_000, "scan gave " + sent + " after " + total);
-        }
-        return total;
-    }
-
     Set<String> find(String query) {
         return pkeys(native_search(INDEX, null, query, 0, 1000, false));
-    }
-
-    @Override
-    public void close() {
-        native_release_engine();
-        close(conn);
     }
 }
