@@ -213,7 +213,6 @@ TEST_F(SearcherTest, SeveralGroupsCompactionAndReopening) {
   Register("message", "msg_id", "g2");
   ASSERT_EQ(0, Add("message", "m4", "张三", ""));
   EXPECT_EQ(3u, DocCount("default"));
-  EXPECT_EQ(1u, DocCount("g2"));
   // m2 changes in g2 while its old row still lives in the default group:
   // both groups find it, and the better hit (the lower field) is kept.
   ASSERT_EQ(0, Add("message", "m2", "张三", "x"));
@@ -253,7 +252,7 @@ TEST_F(SearcherTest, SeveralGroupsCompactionAndReopening) {
   EXPECT_EQ(compacted, Take(reopened.doSearch(kIndex, nullptr, "张三", 0, 10, false)));
 }
 
-TEST_F(SearcherTest, BadInputGivesFailureValues) {
+TEST_F(SearcherTest, BadInputAndQueryStringsGiveFailureValues) {
   AddBasicDocs();
   Searcher unopened;
   EXPECT_EQ(-1, unopened.open(nullptr, 0));
@@ -282,10 +281,8 @@ TEST_F(SearcherTest, BadInputGivesFailureValues) {
   EXPECT_EQ(nullptr, searcher_.getTableRecord(kIndex, kDb, "0message"));
   EXPECT_EQ(nullptr, searcher_.getTableRecord(nullptr, kDb, "message"));
   EXPECT_EQ(3u, DocCount());
-}
 
-TEST_F(SearcherTest, QueryStringLanguage) {
-  AddBasicDocs();
+  // The query-string language.
   const std::string expected = Search("张三");
   ASSERT_NE("<null>", expected);
   const char* same[] = {
