@@ -15,8 +15,6 @@
 
 namespace {
 
-sqlite3* conn_of(jlong handle) { return reinterpret_cast<sqlite3*>(static_cast<intptr_t>(handle)); }
-
 std::string text_of(JNIEnv* env, jobject str) {
   if (str == nullptr) return std::string();
   const char* chars = env->GetStringUTFChars(static_cast<jstring>(str), nullptr);
@@ -49,7 +47,8 @@ JNIEXPORT jlong JNICALL KS_HOST_APP(open)(JNIEnv* env, jclass, jstring path, jst
 
 // The SQLite result code of running `sql`.
 JNIEXPORT jint JNICALL KS_HOST_APP(exec)(JNIEnv* env, jclass, jlong handle, jstring sql) {
-  return sqlite3_exec(conn_of(handle), text_of(env, sql).c_str(), nullptr, nullptr, nullptr);
+  sqlite3* conn = reinterpret_cast<sqlite3*>(static_cast<intptr_t>(handle));
+  return sqlite3_exec(conn, text_of(env, sql).c_str(), nullptr, nullptr, nullptr);
 }
 
 // Runs the data-processing callback once over values held in buffers of the

@@ -16,10 +16,8 @@ import java.util.stream.IntStream;
 import java.util.zip.CRC32;
 
 /**
- * The bridge as the application uses it, end to end; the host callbacks called directly with
- * chosen lines and rows; every call kind many times on several threads at once (a leaked local
- * reference or a call made with an exception pending shows as a JNI warning, which fails the
- * test); null arguments.
+ * The bridge end to end as the application uses it, its callbacks called directly, every call
+ * kind many times on several threads at once, and null arguments.
  */
 final class BridgeTest {
     private BridgeTest() {}
@@ -28,7 +26,6 @@ final class BridgeTest {
     static void appFlow(Path dir) {
         HostApp app = new HostApp(dir);
         app.insert("c1", "张三", "meeting about the kestrel survey");
-        app.insert("c2", "李四", "东北大学");
         app.insert("c3", "王小明", "secret budget");
         // Stored as standard four-byte UTF-8, which Java strings cannot take as is.
         app.exec("INSERT INTO contact VALUES('e1', '表情', 'smile ' || char(128512))");
@@ -59,10 +56,7 @@ final class BridgeTest {
         app.insert("c4", "张伟", "secret hooked row");
         checkEquals(Set.of("c3", "c4"), app.find("hidden"), "hooked row processed");
 
-        String json = native_search(INDEX, null, "张三", 0, 1000, false);
-        check(json != null && json.startsWith("{\"all_result\":[{\"table_name\":\"contact\""),
-                "JSON result: " + json);
-        checkEquals(Set.of("c1"), pkeys(json), "Chinese");
+        checkEquals(Set.of("c1"), app.find("张三"), "Chinese");
         checkEquals(Set.of("c1"), app.find("zhangsan"), "full pinyin");
         checkEquals(Set.of("c1"), app.find("zs"), "initials");
         checkEquals(Set.of("c1"), app.find("KESTR"), "Latin prefix");
@@ -126,11 +120,11 @@ final class BridgeTest {
     static void directCallbacks(Path dir) {
         List<String> lines = new CopyOnWriteArrayList<>();
         SearchImpl.logSink = lines::add;
-        checkEquals(0, HostApp.log("plain line \n", 1), "result");
         // A cut inside a three-byte character leaves one replacement character,
         // not bytes Java cannot read; characters beyond U+FFFF arrive whole.
-        for (String text : List.of("x".repeat(2000), "a" + "中".repeat(700), "emoji \uD83D\uDE00")) {
-            HostApp.log(text, 1);
+        for (String text : List.of("plain line \n", "x".repeat(2000), "a" + "中".repeat(700),
+                "emoji \uD83D\uDE00")) {
+            checkEquals(0, HostApp.log(text, 1), "result");
         }
         checkEquals(List.of("plain line \n", "x".repeat(1023), "a" + "中".repeat(340) + "\uFFFD",
                 "emoji \uD83D\uDE00"), lines, "lines");
@@ -161,10 +155,7 @@ final class BridgeTest {
         checkEquals(Arrays.asList(upper), process(upper, wideCaps, wide), "wide row");
     }
 
-    /**
-     * Every call kind 10,000 times on each of two threads, while a third writes through the hooked
-     * connection (the callbacks run on it) and a fourth logs.
-     */
+    /** Every call kind 10,000 times on two threads while others write through the hook and log. */
     static void manyCallsOnSeveralThreads(Path dir) {
         final int calls = 10_000, rows = 300;
         AtomicInteger logged = new AtomicInteger();
@@ -193,9 +184,10 @@ final class BridgeTest {
                     native_sign_str_hash(new String[] {"abcd", "ef", null}, i);
                     check(native_index_version() != null, "version");
                     native_get_table_record(INDEX, DB, TABLE);
-                    // Alternating values, so half of the calls change the document.
+                    // Alternating values, so half of the calls change the document;
+                    // elements that are not strings are indexed by their text.
                     check(native_modify_doc(INDEX, DB, TABLE, "m1",
-                            new Object[] {"李四", (i % 2 == 0) ? "even" : "odd"}) == 0, "modify");
+                            new Object[] {"李四", (i % 2 == 0) ? "even" : 987654}) == 0, "modify");
                     native_del_doc(INDEX, DB, TABLE, "absent");
                     native_set_auto_save(INDEX, DB, TABLE, i % 2 == 0);
                     native_get_del_num("default");
@@ -216,21 +208,17 @@ final class BridgeTest {
         inParallel(jobs);
         check(logged.get() >= calls, "log lines delivered");
         checkEquals(rows + 1, processed.get(), "every hooked row processed");
-        checkEquals(rows + 1, app.find("zhangsan").size(), "every row indexed");
         checkEquals(rows + 1, app.find("tagged").size(), "processed values indexed");
-        checkEquals(Set.of("m1"), app.find("lisi"), "modified document");
+        checkEquals(Set.of("m1"), app.find("987654"), "modified document, number element");
 
         // Many rows, and a wide row, within one native call each.
         app.exec("WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < "
                 + calls + ") INSERT INTO contact SELECT 'h' || i, '王五', 'bulk ' || i FROM n");
         checkEquals(rows + 1 + calls, processed.get(), "bulk rows processed");
-        // Elements that are not strings are indexed by their text.
         Object[] wide = IntStream.range(0, 2000)
                 .mapToObj(i -> (i % 3 == 0) ? null : (i % 3 == 1) ? "w" + i : (Object) i)
                 .toArray();
         native_modify_doc(INDEX, DB, TABLE, "wide", wide);
-        native_modify_doc(INDEX, DB, TABLE, "n1", new Object[] {"赵六", 987654});
-        checkEquals(Set.of("n1"), app.find("987654"), "number element indexed");
     }
 
     static void nullArguments(Path dir) {

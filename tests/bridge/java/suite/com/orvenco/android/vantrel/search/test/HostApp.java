@@ -2,7 +2,6 @@ package com.orvenco.android.vantrel.search.test;
 
 import static com.orvenco.android.vantrel.search.NativeHandler.*;
 
-import java.lang.reflect.InvocationTargetException;
 import java.lang.reflect.Method;
 import java.nio.file.Files;
 import java.nio.file.Path;
@@ -22,11 +21,11 @@ import java.util.stream.Stream;
 
 /**
  * What the application sets up: an encrypted database "app" with a contact table on its own
- * connection, and the engine on a root beside it with the index "contacts" (name searchable by
- * pinyin, note as text). Its natives also call the engine's callbacks directly. Its main runs one
- * test, named "Class.method", in this JVM and exits non-zero when it fails; CTest runs every test
- * in its own JVM under -Xcheck:jni and fails it on any JNI warning. The host's connection stays
- * open until the JVM exits; the runner releases the engine, which unhooks it, after the test.
+ * connection (open until the JVM exits), and the engine on a root beside it with the index
+ * "contacts" (name searchable by pinyin, note as text). Its natives also call the engine's
+ * callbacks directly. Its main runs one test ("Class.method") and then releases the engine,
+ * which unhooks the connection; a failure ends it with an uncaught exception. CTest runs every
+ * test in its own JVM under -Xcheck:jni and fails it on any JNI warning.
  */
 final class HostApp {
     static {
@@ -55,9 +54,6 @@ final class HostApp {
         Path dir = Files.createTempDirectory("kestrin-bridge-");
         try {
             method.invoke(null, dir);
-        } catch (InvocationTargetException e) {
-            e.getCause().printStackTrace();
-            System.exit(1);
         } finally {
             native_release_engine();
             try (Stream<Path> paths = Files.walk(dir)) {
@@ -86,9 +82,12 @@ final class HostApp {
     /** Runs the jobs on threads of their own at once; rethrows the first failure. */
     static void inParallel(List<Runnable> jobs) {
         ExecutorService pool = Executors.newFixedThreadPool(jobs.size());
-        CompletableFuture.allOf(jobs.stream().map(job -> CompletableFuture.runAsync(job, pool))
-                .toArray(CompletableFuture[]::new)).join();
-        pool.shutdown();
+        try {
+            CompletableFuture.allOf(jobs.stream().map(job -> CompletableFuture.runAsync(job, pool))
+                    .toArray(CompletableFuture[]::new)).join();
+        } finally {
+            pool.shutdown();
+        }
     }
 
     private static final Pattern PKEY_ARR = Pattern.compile("\"pkey_arr\":\\[([^\\]]*)\\]");
