@@ -5,6 +5,7 @@
 #include <new>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "bridge/exception_guard.h"
@@ -49,10 +50,7 @@ using Units = std::vector<unsigned short>;
 
 TEST(Utf16ConversionTest, DecodesWellFormedAndReplacesMalformedPieces) {
   const unsigned short R = 0xFFFD;
-  const struct {
-    const char* text;
-    Units units;
-  } cases[] = {
+  const std::pair<const char*, Units> cases[] = {
       {"", {}},
       {"\xF4\x8F\xBF\xBF", {0xDBFF, 0xDFFF}},          // U+10FFFF, the last
       {"\xED\xA0\xBD\xED\xB8\x80", {0xD83D, 0xDE00}},  // U+1F600 as Java writes it
@@ -66,7 +64,7 @@ TEST(Utf16ConversionTest, DecodesWellFormedAndReplacesMalformedPieces) {
       {"\xF4\x90\x80\x80", {R}},                       // beyond U+10FFFF
       {"\xF0\x9F\x98" "x", {R, 'x'}},                  // four-byte form cut short
   };
-  for (const auto& c : cases) EXPECT_EQ(c.units, utf8_to_utf16(c.text)) << c.text;
+  for (const auto& [text, units] : cases) EXPECT_EQ(units, utf8_to_utf16(text)) << text;
   EXPECT_EQ(Units(), utf8_to_utf16(nullptr));
 }
 

@@ -15,8 +15,6 @@ import java.util.TreeSet;
 import java.util.concurrent.CompletableFuture;
 import java.util.concurrent.ExecutorService;
 import java.util.concurrent.Executors;
-import java.util.regex.Matcher;
-import java.util.regex.Pattern;
 import java.util.stream.Stream;
 
 /**
@@ -50,7 +48,6 @@ final class HostApp {
         String[] parts = args[0].split("\\.", 2);
         Method method = Class.forName(HostApp.class.getPackageName() + "." + parts[0])
                 .getDeclaredMethod(parts[1], Path.class);
-        method.setAccessible(true);
         Path dir = Files.createTempDirectory("kestrin-bridge-");
         try {
             method.invoke(null, dir);
@@ -90,14 +87,13 @@ final class HostApp {
         }
     }
 
-    private static final Pattern PKEY_ARR = Pattern.compile("\"pkey_arr\":\\[([^\\]]*)\\]");
-
     /** The primary keys of every table result of a JSON result text (none for null). */
     static Set<String> pkeys(String json) {
         Set<String> keys = new TreeSet<>();
-        Matcher arrays = PKEY_ARR.matcher(json == null ? "" : json);
-        while (arrays.find()) {
-            keys.addAll(Arrays.asList(arrays.group(1).replace("\"", "").split(",")));
+        String[] arrays = (json == null ? "" : json).split("\"pkey_arr\":\\[");
+        for (int i = 1; i < arrays.length; i++) {
+            String list = arrays[i].substring(0, arrays[i].indexOf(']'));
+            keys.addAll(Arrays.asList(list.replace("\"", "").split(",")));
         }
         keys.remove("");
         return keys;
