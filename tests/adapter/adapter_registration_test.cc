@@ -39,7 +39,6 @@ TEST(AdapterRegistrationTest, DatabasesTablesAndProcessingFunctions) {
 
   EXPECT_EQ(0, adapter.delTable("idx", "nodb", "msgs"));
   EXPECT_EQ(0, adapter.delTable("idx", "app", "msgs"));
-  EXPECT_EQ(nullptr, adapter.getTabConfig("app", "msgs", "idx"));
   EXPECT_EQ(0u, darray_length(db->tables));
 
   EXPECT_EQ(-1, adapter.addDataProcFunc("idx", nullptr, nullptr));

@@ -123,12 +123,11 @@ TEST_F(AdapterConcurrency, WriterAndScannerOnTheSameTable) {
   SetUpHosted("concurrency-key",
               {"PRAGMA journal_mode=WAL;", "PRAGMA synchronous=NORMAL;",
                "CREATE TABLE msgs(mid TEXT, body TEXT)"}, true);
-  HostDb& writer = *host_;
-  writer.Exec("BEGIN");
-  for (int i = 1; i <= kInitialRows; ++i) writer.Exec(InsertSql(i));
-  writer.Exec("COMMIT");
+  host_->Exec("BEGIN");
+  for (int i = 1; i <= kInitialRows; ++i) host_->Exec(InsertSql(i));
+  host_->Exec("COMMIT");
   ASSERT_EQ(0, Register("idx", "app", "msgs", "body"));
-  ASSERT_EQ(0, adapter_->startHook("app", writer.conn));
+  ASSERT_EQ(0, adapter_->startHook("app", host_->conn));
 
   // Rows below the published progress are never read by the scan again, so
   // the writer changes and deletes only those; it inserts anywhere above.
@@ -154,13 +153,13 @@ TEST_F(AdapterConcurrency, WriterAndScannerOnTheSameTable) {
     const int choice = eligible.empty() ? 0 : static_cast<int>(rng() % 3);
     const int r = choice == 0 ? next_rowid++ : eligible[rng() % eligible.size()];
     if (choice == 0) {
-      writer.Exec(InsertSql(r));
+      host_->Exec(InsertSql(r));
       live.insert(r);
     } else if (choice == 1) {
-      writer.Exec("UPDATE msgs SET body='" + Word(r) + " pv" + static_cast<char>('a' + n % 26) +
+      host_->Exec("UPDATE msgs SET body='" + Word(r) + " pv" + static_cast<char>('a' + n % 26) +
                   "' WHERE rowid=" + std::to_string(r));
     } else {
-      writer.Exec("DELETE FROM msgs WHERE rowid=" + std::to_string(r));
+      host_->Exec("DELETE FROM msgs WHERE rowid=" + std::to_string(r));
       live.erase(r);
       deleted.insert(r);
     }
