@@ -1,7 +1,5 @@
-// Native side of the Java bridge tests (class
-// com.orvenco.android.vantrel.search.test.HostApp): the host's own SQLCipher
-// connections, handed to Java as long handles, and direct calls of the
-// bridge's callbacks with rows and capacities chosen by the test.
+// Natives of the Java tests' HostApp: the host's own SQLCipher connections as
+// long handles, and direct calls of the bridge's callbacks with chosen input.
 #include <jni.h>
 #include <sqlcipher/sqlite3.h>
 #include <stdint.h>

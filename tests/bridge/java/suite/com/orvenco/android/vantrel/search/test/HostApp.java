@@ -37,7 +37,6 @@ final class HostApp {
 
     /** A keyed connection (its sqlite3* as a long), or 0. */
     static native long open(String path, String key);
-    /** The SQLite result code. */
     static native int exec(long connection, String sql);
     /** Runs the data-processing callback of index "idx" over one row, in place; its result. */
     static native int processRow(String[] values, int[] capacities);
