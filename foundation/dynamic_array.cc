@@ -3,6 +3,8 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "foundation/shell_sort.h"
+
 namespace mobile_search {
 
 namespace {
@@ -10,14 +12,6 @@ namespace {
 typedef unsigned long long u64;
 
 const unsigned int kInitialSlots = 8;
-
-// Gap sequence of the shell sort, smallest first.
-const unsigned int kShellGaps[] = {
-    1,        4,         10,        23,        53,        97,        193,      389,
-    769,      1543,      3079,      6151,      12289,     24593,     49157,    98317,
-    196613,   393241,    786433,    1572869,   3145739,   6291469,   12582917, 25165843,
-    50331653, 100663319, 201326611, 402653189, 805306457};
-const int kShellGapCount = sizeof(kShellGaps) / sizeof(kShellGaps[0]);
 
 u64* alloc_slots(unsigned long long n) {
   if (n == 0 || n > (~(size_t)0) / sizeof(u64)) return nullptr;
@@ -309,20 +303,7 @@ _Ret items_merge_sort(unsigned long long* items, unsigned int n, darray_cmp_fn c
 
 _Ret items_shell_sort(unsigned long long* items, unsigned int n, darray_cmp_fn cmp) {
   if (items == nullptr || cmp == nullptr) return RET_INVALID;
-  int g = kShellGapCount - 1;
-  while (g >= 0 && kShellGaps[g] >= n) --g;
-  for (; g >= 0; --g) {
-    unsigned int gap = kShellGaps[g];
-    for (unsigned int i = gap; i < n; ++i) {
-      u64 lifted = items[i];
-      unsigned int j = i;
-      while (j >= gap && cmp(lifted, items[j - gap]) < 0) {
-        items[j] = items[j - gap];
-        j -= gap;
-      }
-      items[j] = lifted;
-    }
-  }
+  shell_sort(items, n, [cmp](u64 a, u64 b) { return cmp(b, a) < 0; });
   return RET_OK;
 }
 

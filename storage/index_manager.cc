@@ -5,6 +5,7 @@
 #include <new>
 
 #include "foundation/file_util.h"
+#include "foundation/shell_sort.h"
 #include "storage/doc_id_manager.h"
 
 namespace mobile_search {
@@ -12,14 +13,8 @@ namespace mobile_search {
 namespace {
 
 const unsigned int kRec = _idx2_unit_t::kSize;
+static_assert(sizeof(_idx2_unit_t) == _idx2_unit_t::kSize, "records are viewed in place as _idx2_unit_t arrays");
 const unsigned int kFullFile = 1u << 21;
-
-// The gap sequence of the engine's shell sort, smallest first.
-const unsigned int kGaps[] = {1,        4,        10,       23,        53,        97,       193,
-                              389,      769,      1543,     3079,      6151,      12289,    24593,
-                              49157,    98317,    196613,   393241,    786433,    1572869,  3145739,
-                              6291469,  12582917, 25165843, 50331653,  100663319, 201326611, 402653189,
-                              805306457};
 
 const _idx2_unit_t* RecordAt(const unsigned char* base, unsigned int i) {
   return reinterpret_cast<const _idx2_unit_t*>(base + static_cast<size_t>(i) * kRec);
@@ -30,13 +25,6 @@ bool Greater(const unsigned char* a, const unsigned char* b) {
   unsigned int sa = DecodeFixed32(a), sb = DecodeFixed32(b);
   if (sa != sb) return sa > sb;
   return DecodeFixed32(a + 4) > DecodeFixed32(b + 4);
-}
-
-// Index of the largest gap below n, or -1.
-int TopGap(unsigned int n) {
-  int g = static_cast<int>(sizeof(kGaps) / sizeof(kGaps[0])) - 1;
-  while (g >= 0 && kGaps[g] >= n) --g;
-  return g;
 }
 
 template <typename Fn>
@@ -50,49 +38,19 @@ void ForEachRecord(BlockFiles* store, int firstFile, Fn fn) {
   }
 }
 
-}  // namespace
-
-namespace {
-
-// Shell sort of n records straight in the file's bytes; used when no scratch
+// The shell sort straight on the file's records; used when no scratch
 // memory can be had.
 void ShellSortRecords(unsigned char* base, unsigned int n) {
-  unsigned char lifted[kRec];
-  for (int g = TopGap(n); g >= 0; --g) {
-    unsigned int gap = kGaps[g];
-    for (unsigned int i = gap; i < n; ++i) {
-      memcpy(lifted, base + static_cast<size_t>(i) * kRec, kRec);
-      unsigned int j = i;
-      while (j >= gap && Greater(base + static_cast<size_t>(j - gap) * kRec, lifted)) {
-        memcpy(base + static_cast<size_t>(j) * kRec, base + static_cast<size_t>(j - gap) * kRec, kRec);
-        j -= gap;
-      }
-      if (j != i) memcpy(base + static_cast<size_t>(j) * kRec, lifted, kRec);
-    }
-  }
+  shell_sort(reinterpret_cast<_idx2_unit_t*>(base), n,
+             [](const _idx2_unit_t& a, const _idx2_unit_t& b) { return Greater(a.bytes, b.bytes); });
 }
 
-// A record's (sign, doc id) as one number, and where the record sits.
+// A record's (sign, doc id) as one number, and where the record sits. The
+// shell sort moves these exactly as it would move the records.
 struct SortItem {
   unsigned long long key;
   unsigned int at;
 };
-
-// The same shell sort, on keys: moves the same items the same way.
-void ShellSortItems(SortItem* items, unsigned int n) {
-  for (int g = TopGap(n); g >= 0; --g) {
-    unsigned int gap = kGaps[g];
-    for (unsigned int i = gap; i < n; ++i) {
-      SortItem lifted = items[i];
-      unsigned int j = i;
-      while (j >= gap && items[j - gap].key > lifted.key) {
-        items[j] = items[j - gap];
-        j -= gap;
-      }
-      items[j] = lifted;
-    }
-  }
-}
 
 // Stable radix sort by key, a byte a pass, from the lowest; passes whose byte
 // is the same in every key are skipped. Sorts `items` using `work` as the
@@ -149,7 +107,7 @@ bool SortByKeys(unsigned char* base, unsigned int n) {
     if (HasEqualNeighbours(order, n)) {
       order = items;
       LoadItems(base, order, n);
-      ShellSortItems(order, n);
+      shell_sort(order, n, [](const SortItem& a, const SortItem& b) { return a.key > b.key; });
     }
     // The buffer not holding the order is free, and larger than the records.
     unsigned char* sorted = reinterpret_cast<unsigned char*>(order == items ? work : items);
