@@ -5,6 +5,7 @@
 #include <new>
 
 #include "foundation/file_util.h"
+#include "foundation/radix_sort.h"
 #include "foundation/shell_sort.h"
 #include "storage/doc_id_manager.h"
 
@@ -52,32 +53,6 @@ struct SortItem {
   unsigned int at;
 };
 
-// Stable radix sort by key, a byte a pass, from the lowest; passes whose byte
-// is the same in every key are skipped. Sorts `items` using `work` as the
-// other buffer and returns the one that holds the result.
-SortItem* RadixSortItems(SortItem* items, SortItem* work, unsigned int n) {
-  static const int kPasses = 8;
-  unsigned int counts[kPasses][256] = {};
-  for (unsigned int i = 0; i < n; ++i) {
-    for (int p = 0; p < kPasses; ++p) ++counts[p][(items[i].key >> (8 * p)) & 0xFF];
-  }
-  for (int p = 0; p < kPasses; ++p) {
-    unsigned int* count = counts[p];
-    if (count[(items[0].key >> (8 * p)) & 0xFF] == n) continue;
-    unsigned int next = 0;
-    for (int d = 0; d < 256; ++d) {
-      unsigned int c = count[d];
-      count[d] = next;
-      next += c;
-    }
-    for (unsigned int i = 0; i < n; ++i) work[count[(items[i].key >> (8 * p)) & 0xFF]++] = items[i];
-    SortItem* t = items;
-    items = work;
-    work = t;
-  }
-  return items;
-}
-
 bool HasEqualNeighbours(const SortItem* items, unsigned int n) {
   for (unsigned int i = 1; i < n; ++i) {
     if (items[i - 1].key == items[i].key) return true;
@@ -103,7 +78,7 @@ bool SortByKeys(unsigned char* base, unsigned int n) {
   bool ok = items != nullptr && work != nullptr;
   if (ok) {
     LoadItems(base, items, n);
-    SortItem* order = RadixSortItems(items, work, n);
+    SortItem* order = radix_sort(items, work, n, 8, [](const SortItem& s) { return s.key; });
     if (HasEqualNeighbours(order, n)) {
       order = items;
       LoadItems(base, order, n);

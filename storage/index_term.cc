@@ -5,6 +5,8 @@
 #include <memory>
 #include <new>
 
+#include "foundation/radix_sort.h"
+
 namespace mobile_search {
 
 namespace {
@@ -20,25 +22,16 @@ bool InDocOrder(const u64* a, unsigned int n) {
   return true;
 }
 
-// One stable counting pass on 12 bits of the doc id, from `src` to `dst`.
-void RadixPass(const u64* src, u64* dst, unsigned int n, int shift) {
-  unsigned int count[4097] = {0};
-  for (unsigned int i = 0; i < n; ++i) ++count[((src[i] >> shift) & 0xFFF) + 1];
-  for (int b = 1; b <= 4096; ++b) count[b] += count[b - 1];
-  for (unsigned int i = 0; i < n; ++i) dst[count[(src[i] >> shift) & 0xFFF]++] = src[i];
-}
-
-// Sorts a copy of `a` by doc id into `out`; false when two postings share a
-// doc id (or memory is short), leaving `a` untouched either way.
-bool SortDistinctDocIds(const u64* a, unsigned int n, u64* out) {
-  std::unique_ptr<u64[]> tmp(new (std::nothrow) u64[n]);
-  if (!tmp) return false;
-  RadixPass(a, tmp.get(), n, 0);
-  RadixPass(tmp.get(), out, n, 12);
+// Sorts a copy of src by doc id through the buffers a and b (n each) and
+// returns the one holding it; null when two postings share a doc id. src is
+// left untouched.
+const u64* SortedDistinctDocIds(const u64* src, unsigned int n, u64* a, u64* b) {
+  memcpy(a, src, static_cast<size_t>(n) * sizeof(u64));
+  const u64* sorted = radix_sort(a, b, n, 3, DocKey);
   for (unsigned int i = 1; i < n; ++i) {
-    if (DocKey(out[i]) == DocKey(out[i - 1])) return false;
+    if (DocKey(sorted[i]) == DocKey(sorted[i - 1])) return nullptr;
   }
-  return true;
+  return sorted;
 }
 
 }  // namespace
@@ -70,9 +63,11 @@ void IndexTerm::sort() {
   // sorted order is unique, so any sort gives the shell sort's result; only
   // equal doc ids need the shell sort itself to place them as it does.
   if (n >= 2 && !InDocOrder(docs->items, n)) {
-    std::unique_ptr<u64[]> out(new (std::nothrow) u64[n]);
-    if (out && SortDistinctDocIds(docs->items, n, out.get())) {
-      memcpy(docs->items, out.get(), static_cast<size_t>(n) * sizeof(u64));
+    std::unique_ptr<u64[]> a(new (std::nothrow) u64[n]);
+    std::unique_ptr<u64[]> b(new (std::nothrow) u64[n]);
+    const u64* sorted = a && b ? SortedDistinctDocIds(docs->items, n, a.get(), b.get()) : nullptr;
+    if (sorted != nullptr) {
+      memcpy(docs->items, sorted, static_cast<size_t>(n) * sizeof(u64));
     } else {
       darray_shell_sort(docs, docid_cmp);
     }
