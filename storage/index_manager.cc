@@ -156,15 +156,15 @@ void IndexManager::addToTerm(IndexTerm* term, const _idx2_unit_t* rec, int field
 
 namespace {
 
+// getTerm's visitor: visitTerm has applied the field filter already.
 struct TermTarget {
-  IndexManager* index;
   IndexTerm* term;
-  int field;
+  bool allFields;
 };
 
 void AddToTarget(void* user, const _idx2_unit_t* rec) {
   TermTarget* t = static_cast<TermTarget*>(user);
-  t->index->addToTerm(t->term, rec, t->field);
+  t->term->addDoc(rec->docid(), rec->field(), rec->weight(), rec->bits(), t->allFields);
 }
 
 }  // namespace
@@ -217,7 +217,7 @@ int IndexManager::visitTerm(unsigned int sign, int field, posting_visit_fn visit
 int IndexManager::getTerm(unsigned int sign, IndexTerm* term, int field) {
   if (!opened || store == nullptr) return -1;
   if (term == nullptr) return 0;
-  TermTarget target{this, term, field};
+  TermTarget target{term, field == -1};
   return visitTerm(sign, field, AddToTarget, &target);
 }
 
