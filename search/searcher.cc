@@ -126,7 +126,7 @@ int Searcher::getConfigSection(int i, const char** index_name,
                                            notoken_fields);
 }
 
-const char* Searcher::indexVersion() { return "0.1.0"; }
+const char* Searcher::indexVersion() { return kIndexVersion; }
 
 GroupSearcher* Searcher::getGroupSearcher(const char* group) {
   if (config_manager_ == nullptr || group == nullptr) return nullptr;
