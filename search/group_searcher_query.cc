@@ -95,7 +95,6 @@ class DocFieldSet {
     if (docid > 0xFFFFFF) self->wide_ = true;
     self->insert(docid & 0xFFFFFF, rec->field());
   }
-  bool contains(doc_union_t u) const { return contains(u.docid(), u.field()); }
   bool contains(unsigned int docid, unsigned char field) const {
     const unsigned short s = slot_[field];
     return s != kNone && sets_[s].contains(docid);
