@@ -21,7 +21,6 @@ namespace mobile_search {
 
 namespace {
 
-const char kBundleName[] = "allin";
 const char kDefaultGroup[] = "default";
 
 bool isEmpty(const char* s) { return s == nullptr || s[0] == '\0'; }
@@ -177,11 +176,9 @@ int GroupSearcher::open(ConfigManager* manager, const char* group_name) {
     if (ret == -1) {
       log_level_printf(SEARCH_LOG_ERROR, "ELLIPSE dir rename failed. %s \n", group_name);
     } else {
-      m_indexMgr = index_mgr_create(m_indexPath->data, kBundleName);
+      // A reopened group keeps the auto-save setting it was given.
+      openStores(m_indexPath->data);
       ret = m_indexMgr == nullptr ? -1 : 0;
-      // Fresh stores start with auto-save on: a reopened group keeps the
-      // setting it was given.
-      if (ret == 0 && !m_autoSave) setStoresAutoSave(false);
     }
   }
   unlockUpdates();
@@ -217,6 +214,11 @@ int GroupSearcher::close() {
   closeLocked();
   unlockUpdates();
   return 0;
+}
+
+void GroupSearcher::openStores(const char* dir) {
+  m_indexMgr = index_mgr_create(dir, kBundleName);
+  if (m_indexMgr != nullptr && !m_autoSave) setStoresAutoSave(false);
 }
 
 void GroupSearcher::setStoresAutoSave(bool on) {

@@ -220,6 +220,9 @@ class GroupSearcher {
  private:
   struct EllipseRun;
 
+  // Base name of the store files in a group directory.
+  static constexpr char kBundleName[] = "allin";
+
   // Directory of a group under `root`; null when it cannot be made.
   static _str_buffer_t* makeGroupDir(const char* root, const char* group_name);
   // Repairs what an interrupted compaction left around the directory.
@@ -235,6 +238,9 @@ class GroupSearcher {
   int clearDocLocked(void* ctx, const index_info_t* index,
                      const char* index_name, const char* db_name,
                      const char* table_name, clear_doc_callback callback);
+  // Opens the stores of `dir` into m_indexMgr, null when that fails. Fresh
+  // stores start with auto-save on, so the group's setting is applied.
+  void openStores(const char* dir);
   void setStoresAutoSave(bool on);
   int saveLocked();
   void closeLocked();

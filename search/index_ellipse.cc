@@ -23,7 +23,6 @@ namespace mobile_search {
 
 namespace {
 
-const char kBundleName[] = "allin";
 const int kMinDeletedUnforced = 1000;
 const size_t kMaxPathChars = 4094;
 
@@ -274,9 +273,7 @@ void GroupSearcher::ellipseSwap(EllipseRun* run) {
   } else {
     remove_dir(cpy);
   }
-  m_indexMgr = index_mgr_create(dir, kBundleName);
-  // The new stores start with auto-save on; the group's setting carries over.
-  if (m_indexMgr != nullptr && !m_autoSave) setStoresAutoSave(false);
+  openStores(dir);
 }
 
 }  // namespace mobile_search
