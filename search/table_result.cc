@@ -21,6 +21,12 @@ bool InRange(const ArrayList* list, int i) {
   return list != nullptr && i >= 0 && static_cast<unsigned int>(i) < list->length();
 }
 
+// The low byte of entry `i`, or 0 when there is none.
+unsigned char ByteAt(const ArrayList* list, int i) {
+  return InRange(list, i) ? static_cast<unsigned char>(list->get(static_cast<unsigned int>(i)))
+                          : 0;
+}
+
 void AppendText(StringBuffer* out, const char* s) {
   if (s != nullptr && s[0] != '\0') out->append(s);
 }
@@ -149,27 +155,15 @@ _str_buffer_t* TableResult::getPkey(int i) const {
   return InRange(pkey_arr_, i) ? SlotPtr<_str_buffer_t>(pkey_arr_, i) : nullptr;
 }
 
-unsigned char TableResult::getWeight(int i) const {
-  return InRange(weight_arr_, i)
-             ? static_cast<unsigned char>(weight_arr_->get(static_cast<unsigned int>(i)))
-             : 0;
-}
+unsigned char TableResult::getWeight(int i) const { return ByteAt(weight_arr_, i); }
 
-unsigned char TableResult::getFieldId(int i) const {
-  return InRange(field_id_arr_, i)
-             ? static_cast<unsigned char>(field_id_arr_->get(static_cast<unsigned int>(i)))
-             : 0;
-}
+unsigned char TableResult::getFieldId(int i) const { return ByteAt(field_id_arr_, i); }
 
 const char* TableResult::getGroupName(int i) const {
   return InRange(group_arr_, i) ? SlotPtr<const char>(group_arr_, i) : nullptr;
 }
 
-unsigned char TableResult::getDocId(int i) const {
-  return InRange(offset_arr_, i)
-             ? static_cast<unsigned char>(offset_arr_->get(static_cast<unsigned int>(i)))
-             : 0;
-}
+unsigned char TableResult::getDocId(int i) const { return ByteAt(offset_arr_, i); }
 
 int TableResult::filterSamePkeyInTableResult(TableResult* other) {
   if (other == nullptr) return 0;
