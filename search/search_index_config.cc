@@ -1,6 +1,5 @@
 #include "search/search_index_config.h"
 
-#include <cstdlib>
 #include <new>
 
 namespace mobile_search {
