@@ -217,16 +217,11 @@ void ConfigManager::loadTableHistory(table_config_t* record, const char* index_n
     // null here); the table's registration links it later.
     if (index != nullptr) index_info_add_group(index, group);
   }
-  _str_buffer_t* name = darray_length(history) > 0 ? str_buffer_create(index_name) : nullptr;
-  if (name == nullptr || darray_append(record->index_names, static_cast<const void*>(name)) != RET_OK) {
-    str_buffer_free(name);
+  if (darray_length(history) == 0) {
     darray_destroy(history);
     return;
   }
-  if (darray_append(record->group_histories, static_cast<const void*>(history)) != RET_OK) {
-    darray_delete(record->index_names, darray_length(record->index_names) - 1);
-    darray_destroy(history);
-  }
+  table_config_add_history(record, index_name, history);
 }
 
 void ConfigManager::saveTableConfigFile() {

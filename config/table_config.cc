@@ -89,17 +89,21 @@ void freeTableConfig(void* record) { freeTableConfig(static_cast<table_config_t*
 int table_config_add_index(table_config_t* record, const char* index_name,
                            const char* group_name, int rowid) {
   if (record == nullptr || index_name == nullptr || group_name == nullptr) return -1;
-  _str_buffer_t* name = str_buffer_create(index_name);
   _DArray* history = history_create();
   group_rowid_t* first = group_rowid_create(group_name, rowid);
-  if (name == nullptr || history == nullptr || first == nullptr ||
+  if (history == nullptr || first == nullptr ||
       darray_append(history, static_cast<const void*>(first)) != RET_OK) {
-    str_buffer_free(name);
     darray_destroy(history);
     freeGroupRowid(first);
     return -1;
   }
-  if (darray_append(record->index_names, static_cast<const void*>(name)) != RET_OK) {
+  return table_config_add_history(record, index_name, history);
+}
+
+int table_config_add_history(table_config_t* record, const char* index_name,
+                             _DArray* history) {
+  _str_buffer_t* name = str_buffer_create(index_name);
+  if (name == nullptr || darray_append(record->index_names, static_cast<const void*>(name)) != RET_OK) {
     str_buffer_free(name);
     darray_destroy(history);
     return -1;

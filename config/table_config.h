@@ -46,6 +46,10 @@ void freeTableConfig(void* record);
 // record. 0, or -1 for null arguments or allocation failure (record unchanged).
 int table_config_add_index(table_config_t* record, const char* index_name,
                            const char* group_name, int rowid);
+// Adds an index with the given history, which the record takes over. 0, or
+// -1 on allocation failure: the history is freed and the record unchanged.
+int table_config_add_history(table_config_t* record, const char* index_name,
+                             _DArray* history);
 // Appends a new table record holding one index with the one-record history
 // {group_name, rowid}. 0, or -1 for null arguments or allocation failure.
 int appendTableConfig(_DArray* array, const char* table_name, const char* db_name,
