@@ -138,13 +138,8 @@ char* Searcher::doSearch(const char* query_string) {
   if (IsEmpty(query_string)) return nullptr;
   const QueryString q = ParseQueryString(query_string);
   if (!q.has_index_name || !q.has_query) return nullptr;
-  SearchResult result(true);
   const char* field = q.has_field_name ? q.field_name.c_str() : nullptr;
-  if (doSearch(q.index_name.c_str(), field, q.query.c_str(), q.start, q.num,
-               &result, false) != 0) {
-    return nullptr;
-  }
-  return TakeJson(&result);
+  return doSearch(q.index_name.c_str(), field, q.query.c_str(), q.start, q.num, false);
 }
 
 char* Searcher::doSearch(const char* index_name, const char* field_name,
