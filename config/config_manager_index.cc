@@ -16,17 +16,6 @@ const char* or_null(const char* s) { return s != nullptr ? s : "(null)"; }
 
 // index_name + "_" + db_name + "_" + table_name: the section of a table in
 // "/MobileSearch.cfg".
-_str_buffer_t* index_section_name(const char* index_name, const char* db_name,
-                                  const char* table_name) {
-  _str_buffer_t* name = str_buffer_create(index_name);
-  if (name == nullptr) return nullptr;
-  str_buffer_append(name, '_');
-  str_buffer_append(name, db_name);
-  str_buffer_append(name, '_');
-  str_buffer_append(name, table_name);
-  return name;
-}
-
 bool same_table(const table_info_t* table, const char* db_name, const char* table_name) {
   return strcasecmp(table->db_name->data, db_name) == 0 &&
          strcasecmp(table->table_name->data, table_name) == 0;
@@ -144,7 +133,7 @@ void ConfigManager::writeIndexSection(const char* const values[9]) {
       "index_name",          "sqlite_db",           "sqlite_table",
       "table_key_field",     "table_index_field",   "table_profile_field",
       "table_notoken_field", "table_where_condition", "table_pinyin_field"};
-  _str_buffer_t* section = index_section_name(values[0], values[1], values[2]);
+  _str_buffer_t* section = table_info_key(values[0], values[1], values[2]);
   if (section == nullptr) return;
   if (ini_ctx_get_val(m_config, section->data, "index_name") == nullptr) {
     for (int k = 0; k < 9; ++k) {
@@ -207,7 +196,7 @@ int ConfigManager::delTableOfIndex(const char* index_name, const char* db_name,
   if (m_indexArr == nullptr || m_config == nullptr) return -1;
   m_configLock->lock();
   index_info_t* index = getIndexInfo(index_name);
-  _str_buffer_t* section = index_section_name(index_name, db_name, table_name);
+  _str_buffer_t* section = table_info_key(index_name, db_name, table_name);
   if (getTableInfo(index_name, db_name, table_name) != nullptr && section != nullptr) {
     // Removing a section does not mark the document modified, so this save
     // writes only if something else changed it earlier in this process.

@@ -17,15 +17,22 @@ bool empty(const char* s) { return s == nullptr || *s == '\0'; }
 
 // ---- table_info_t ----
 
-unsigned int table_info_make_id(const char* index_name, const char* db_name,
-                                const char* table_name) {
-  if (index_name == nullptr || db_name == nullptr || table_name == nullptr) return 0;
+_str_buffer_t* table_info_key(const char* index_name, const char* db_name,
+                              const char* table_name) {
   _str_buffer_t* key = str_buffer_create(index_name);
-  if (key == nullptr) return 0;
+  if (key == nullptr) return nullptr;
   str_buffer_append(key, '_');
   str_buffer_append(key, db_name);
   str_buffer_append(key, '_');
   str_buffer_append(key, table_name);
+  return key;
+}
+
+unsigned int table_info_make_id(const char* index_name, const char* db_name,
+                                const char* table_name) {
+  if (index_name == nullptr || db_name == nullptr || table_name == nullptr) return 0;
+  _str_buffer_t* key = table_info_key(index_name, db_name, table_name);
+  if (key == nullptr) return 0;
   unsigned int id = idx_sign32(key->data, static_cast<unsigned int>(key->len));
   str_buffer_free(key);
   return id;

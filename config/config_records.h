@@ -50,6 +50,10 @@ table_info_t* table_info_create(const char* index_name, const char* db_name,
                                 const char* table_name, const char* key_field);
 void table_info_free(table_info_t* table);
 void table_info_free(void* table);
+// "<index>_<db>_<table>": the text a table id is hashed from and the name of
+// the table's section in the index file. Null on allocation failure.
+_str_buffer_t* table_info_key(const char* index_name, const char* db_name,
+                              const char* table_name);
 // The table id of (index, db, table); 0 for a null argument.
 unsigned int table_info_make_id(const char* index_name, const char* db_name,
                                 const char* table_name);
