@@ -95,9 +95,8 @@ extern "C" JNIEXPORT jint JNICALL JNI_OnLoad(JavaVM* vm, void*) {
   using namespace kestrinSearch;
   if (vm == nullptr) return -1;
   set_java_vm(vm);
-  void* raw_env = nullptr;
-  if (vm->GetEnv(&raw_env, JNI_VERSION_1_2) != JNI_OK) return -1;
-  JNIEnv* env = static_cast<JNIEnv*>(raw_env);
+  JNIEnv* env = current_env();
+  if (env == nullptr) return -1;
 
   if (register_methods(env, kNativeHandlerClass, kNativeHandlerMethods) != 0) return -1;
   register_methods(env, kNativeHandlerClass, kHookDbLongMethod);
