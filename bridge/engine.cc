@@ -67,7 +67,6 @@ void release_engine_impl() {
 }
 
 void set_java_vm(JavaVM* vm) { g_vm.store(vm); }
-JavaVM* java_vm() { return g_vm.load(); }
 
 JNIEnv* current_env() {
   JavaVM* vm = g_vm.load();

@@ -37,9 +37,8 @@ int init_engine_impl(const char* root_path, int mode);
 // Nothing is saved or closed first. Safe when no engine runs.
 void release_engine_impl();
 
-// The VM stored by JNI_OnLoad (null before).
+// Stores the VM given to JNI_OnLoad.
 void set_java_vm(JavaVM* vm);
-JavaVM* java_vm();
 // The calling thread's environment for JNI 1.2, or null when there is no VM
 // or the thread is not attached (callbacks never attach threads).
 JNIEnv* current_env();
