@@ -114,8 +114,10 @@ class KSSearchDataAdapter {
   // Sets the stop flag for good and waits (about two seconds at most) for a
   // running batch to end. Returns 0.
   int stopScan();
+  // Size of the group_out buffer that getScanMaxRowid fills.
+  static constexpr int kGroupNameBytes = 1024;
   // The table's recorded progress: copies its current group's name into
-  // group_out (a buffer of at least 1024 bytes) and returns the max row id;
+  // group_out (a buffer of kGroupNameBytes) and returns the max row id;
   // "default" and 0 when nothing is recorded, 0 for a null argument or
   // without searcher.
   int getScanMaxRowid(const char* db_name, const char* table_name, const char* index_name,

@@ -17,7 +17,6 @@ namespace mobile_search {
 namespace {
 
 const int kSqlBufferSize = 4096;
-const int kGroupBufferSize = 1024;
 const int kStopPolls = 40001;
 const int kStopPollMicros = 50;
 
@@ -80,7 +79,7 @@ int KSSearchDataAdapter::buildTableIndex(const char* db_name, _sqlite_tab_cfg_t*
   if (stop_flag_ || table == nullptr || searcher_ == nullptr || conn == nullptr) return -1;
   const char* table_name = table->table_name->data;
   const char* index_name = table->index_name->data;
-  char group[kGroupBufferSize] = {0};
+  char group[kGroupNameBytes] = {0};
   strcpy(group, "default");
   int max_rowid = getScanMaxRowid(db_name, table_name, index_name, group);
 

@@ -26,8 +26,6 @@ namespace {
 
 const char kSearchTag[] = "native_search";
 const jint kBaseWeight = 20;
-// getScanMaxRowid writes the group name into a buffer of this size.
-const size_t kGroupNameBytes = 1024;
 
 // A malloc'ed engine text handed to Java as a new string and freed.
 jstring take_engine_text(JNIEnv* env, char* text) {
@@ -215,7 +213,7 @@ jint set_max_rawid(JNIEnv* env, jclass, jstring index_name, jstring db_name, jst
   KSSearchDataAdapter* adapter = engine_adapter();
   if (adapter == nullptr) return -1;
   TableNames names(env, index_name, db_name, table_name);
-  char group[kGroupNameBytes] = {0};
+  char group[KSSearchDataAdapter::kGroupNameBytes] = {0};
   // A table that no scan has recorded yet keeps scanning from its start.
   if (adapter->getScanMaxRowid(names.db.get(), names.table.get(), names.index.get(), group) <= 0)
     return 0;
@@ -238,7 +236,7 @@ jint set_auto_save(JNIEnv* env, jclass, jstring index_name, jstring db_name, jst
   TableNames names(env, index_name, db_name, table_name);
   // Without a table there is no group to switch; the call still reports 0.
   if (!names.complete()) return 0;
-  char group[kGroupNameBytes] = {0};
+  char group[KSSearchDataAdapter::kGroupNameBytes] = {0};
   adapter->getScanMaxRowid(names.db.get(), names.table.get(), names.index.get(), group);
   searcher->setAutoSave(group, on != 0);
   if (on) searcher->save(group);
