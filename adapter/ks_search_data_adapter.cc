@@ -118,8 +118,7 @@ int KSSearchDataAdapter::addTable(const char* index_name, const char* db_name,
   }
   ConfigManager* manager = configManager();
   if (manager != nullptr) {
-    char group[1024] = {0};
-    tab->scanned = manager->getScanMaxRowid(table_name, db_name, index_name, group) >= 1;
+    tab->scanned = manager->getScanMaxRowid(table_name, db_name, index_name, nullptr) >= 1;
   }
   return 0;
 }
