@@ -352,6 +352,11 @@ constexpr size_t Count(const T (&)[N]) {
   return N;
 }
 
+// A uniformly drawn index below `n` (n > 0).
+size_t PickIndex(std::mt19937* rng, size_t n) {
+  return std::uniform_int_distribution<size_t>(0, n - 1)(*rng);
+}
+
 constexpr uint32_t kHanFirst = 0x4E00;
 constexpr uint32_t kHanLast = 0x9FFF;
 
@@ -391,10 +396,6 @@ MessageGenerator::MessageGenerator(uint32_t seed) : rng_(seed), length_dist_(1.0
   phrase_dist_ = std::discrete_distribution<size_t>(weights.begin(), weights.end());
 }
 
-size_t MessageGenerator::Pick(size_t n) {
-  return std::uniform_int_distribution<size_t>(0, n - 1)(rng_);
-}
-
 void MessageGenerator::AppendChars(std::string* text, int count) {
   for (int i = 0; i < count; ++i) *text += kChars[char_dist_(rng_)].ch;
 }
@@ -407,25 +408,25 @@ std::string MessageGenerator::Next() {
   std::string text;
   int chars = 0;
   while (chars < target) {
-    const size_t kind = Pick(100);
+    const size_t kind = PickIndex(&rng_, 100);
     if (kind < 40) {
       const char* phrase = kPhrases[phrase_dist_(rng_)];
       text += phrase;
       chars += static_cast<int>(strlen(phrase) / 3);
     } else if (kind < 80) {
-      const int run = 1 + static_cast<int>(Pick(4));
+      const int run = 1 + static_cast<int>(PickIndex(&rng_, 4));
       AppendChars(&text, run);
       chars += run;
     } else if (kind < 88) {
-      const std::string word = kLatinWords[Pick(Count(kLatinWords))];
+      const std::string word = kLatinWords[PickIndex(&rng_, Count(kLatinWords))];
       text += word + " ";
       chars += static_cast<int>(word.size()) + 1;
     } else if (kind < 93) {
-      const std::string digits = std::to_string(Pick(kind == 88 ? 100000 : 100));
+      const std::string digits = std::to_string(PickIndex(&rng_, kind == 88 ? 100000 : 100));
       text += digits;
       chars += static_cast<int>(digits.size());
     } else {
-      const char* mark = kPunctuation[Pick(Count(kPunctuation))];
+      const char* mark = kPunctuation[PickIndex(&rng_, Count(kPunctuation))];
       text += mark;
       chars += 1;
     }
@@ -433,7 +434,7 @@ std::string MessageGenerator::Next() {
   return text;
 }
 
-ContactGenerator::ContactGenerator(uint32_t seed) : rng_(seed), given_dist_(0, Count(kGiven) - 1) {
+ContactGenerator::ContactGenerator(uint32_t seed) : rng_(seed) {
   std::vector<double> weights;
   for (const Syllable& s : kSurnames) weights.push_back(s.weight);
   surname_dist_ = std::discrete_distribution<size_t>(weights.begin(), weights.end());
@@ -445,7 +446,7 @@ Contact ContactGenerator::Next() {
   Contact c{surname.han, surname.pinyin, std::string(1, surname.pinyin[0])};
   const int given = std::uniform_int_distribution<int>(0, 3)(rng_) == 0 ? 1 : 2;
   for (int i = 0; i < given; ++i) {
-    const Syllable& g = kGiven[given_dist_(rng_)];
+    const Syllable& g = kGiven[PickIndex(&rng_, Count(kGiven))];
     c.name += g.han;
     c.pinyin += g.pinyin;
     c.initials += g.pinyin[0];
@@ -476,7 +477,7 @@ std::vector<std::string> NameQueries(QueryClass cls, size_t count, uint32_t seed
   std::mt19937 rng(seed ^ 0x5bd1e995u);
   std::vector<std::string> out;
   while (out.size() < count && !pool.empty()) {
-    const Contact& c = pool[std::uniform_int_distribution<size_t>(0, pool.size() - 1)(rng)];
+    const Contact& c = pool[PickIndex(&rng, pool.size())];
     if (cls == kFullPinyin) {
       out.push_back(c.pinyin);
     } else if (cls == kInitials) {
@@ -488,8 +489,7 @@ std::vector<std::string> NameQueries(QueryClass cls, size_t count, uint32_t seed
         if (c.name.compare(0, strlen(s.han), s.han) == 0) surname = strlen(s.pinyin);
       }
       const size_t spare = c.pinyin.size() - surname - 1;
-      out.push_back(c.pinyin.substr(
-          0, surname + 1 + std::uniform_int_distribution<size_t>(0, spare - 1)(rng)));
+      out.push_back(c.pinyin.substr(0, surname + 1 + PickIndex(&rng, spare)));
     }
   }
   return out;
@@ -499,10 +499,9 @@ std::vector<std::string> LatinQueries(size_t count, uint32_t seed) {
   std::mt19937 rng(seed ^ 0x27d4eb2fu);
   std::vector<std::string> out;
   while (out.size() < count) {
-    const std::string word = kLatinWords[std::uniform_int_distribution<size_t>(
-        0, Count(kLatinWords) - 1)(rng)];
+    const std::string word = kLatinWords[PickIndex(&rng, Count(kLatinWords))];
     if (word.size() < 3) continue;
-    const size_t len = std::min(word.size(), 2 + std::uniform_int_distribution<size_t>(0, 2)(rng));
+    const size_t len = std::min(word.size(), 2 + PickIndex(&rng, 3));
     out.push_back(word.substr(0, len));
   }
   return out;
@@ -520,14 +519,12 @@ std::vector<std::string> ChineseQueries(size_t n, size_t count, uint32_t seed,
   std::mt19937 rng(seed ^ static_cast<uint32_t>(0x9e3779b9u * n));
   size_t attempts = 0;
   while (out.size() < count && !pool.empty() && ++attempts < count * 1000) {
-    const std::string& text =
-        pool[std::uniform_int_distribution<size_t>(0, pool.size() - 1)(rng)];
+    const std::string& text = pool[PickIndex(&rng, pool.size())];
     std::vector<std::vector<size_t>> runs = HanRuns(text);
     if (runs.empty()) continue;
-    const std::vector<size_t>& run =
-        runs[std::uniform_int_distribution<size_t>(0, runs.size() - 1)(rng)];
+    const std::vector<size_t>& run = runs[PickIndex(&rng, runs.size())];
     if (run.size() < n) continue;
-    const size_t first = std::uniform_int_distribution<size_t>(0, run.size() - n)(rng);
+    const size_t first = PickIndex(&rng, run.size() - n + 1);
     out.push_back(text.substr(run[first], 3 * n));
   }
   return out;

@@ -35,7 +35,6 @@ class MessageGenerator {
   std::string Next();
 
  private:
-  size_t Pick(size_t n);
   void AppendChars(std::string* text, int count);
 
   std::mt19937 rng_;
@@ -53,7 +52,6 @@ class ContactGenerator {
  private:
   std::mt19937 rng_;
   std::discrete_distribution<size_t> surname_dist_;
-  std::uniform_int_distribution<size_t> given_dist_;
 };
 
 // The query classes measured, in report order.
