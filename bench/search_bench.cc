@@ -199,7 +199,7 @@ class Corpus {
       const double wall0 = Seconds(CLOCK_MONOTONIC);
       const double cpu0 = Seconds(CLOCK_THREAD_CPUTIME_ID);
       for (const std::string& m : batch) {
-        if (AddMessage(std::to_string(messages_indexed_), m) != 0) {
+        if (AddDoc(kMessageIndex, "message", std::to_string(messages_indexed_), m) != 0) {
           t.ok = false;
           break;
         }
@@ -223,10 +223,7 @@ class Corpus {
     const double cpu0 = Seconds(CLOCK_THREAD_CPUTIME_ID);
     size_t key = contacts_indexed_ - batch.size();
     for (const Contact& c : batch) {
-      const std::string pkey = "wxid_" + std::to_string(key);
-      const char* values[] = {c.name.c_str()};
-      if (searcher_.addDoc(kContactIndex, kDb, "contact", pkey.c_str(), 1,
-                           const_cast<char**>(values)) != 0) {
+      if (AddDoc(kContactIndex, "contact", "wxid_" + std::to_string(key), c.name) != 0) {
         t.ok = false;
         break;
       }
@@ -251,7 +248,7 @@ class Corpus {
   double AddLiveMessage(const std::string& text) {
     const std::string pkey = "live_" + std::to_string(autosaved_++);
     const double wall0 = Seconds(CLOCK_MONOTONIC);
-    const int rc = AddMessage(pkey, text);
+    const int rc = AddDoc(kMessageIndex, "message", pkey, text);
     const double wall = Seconds(CLOCK_MONOTONIC) - wall0;
     return rc == 0 ? wall : -1;
   }
@@ -281,10 +278,11 @@ class Corpus {
     t->with_shi += m.find("是") != std::string::npos;
   }
 
-  int AddMessage(const std::string& pkey, const std::string& text) {
+  // One document whose only field is `text`.
+  int AddDoc(const char* index, const char* table, const std::string& pkey,
+             const std::string& text) {
     const char* values[] = {text.c_str()};
-    return searcher_.addDoc(kMessageIndex, kDb, "message", pkey.c_str(), 1,
-                            const_cast<char**>(values));
+    return searcher_.addDoc(index, kDb, table, pkey.c_str(), 1, const_cast<char**>(values));
   }
 
   // The marker records what a kept root holds, so a later run can reopen it.
