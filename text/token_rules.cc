@@ -6,12 +6,6 @@ namespace mobile_search {
 
 namespace {
 
-// The kept punctuation, compared one code at a time in this order.
-const unsigned int kKeptPunct[21] = {
-    0x21, 0x22, 0x23, 0x24, 0x25, 0x26, 0x27, 0x28, 0x29, 0x2A, 0x2B,
-    0x2D, 0x2F, 0x3A, 0x3B, 0x3D, 0x3F, 0x40, 0x5B, 0x5D, 0x5F,
-};
-
 bool inRange(unsigned long long cp, unsigned long long lo, unsigned long long hi) {
   return cp >= lo && cp <= hi;
 }
@@ -26,17 +20,9 @@ bool TokenRules::isHanZi(unsigned char c) { return (c >> 7) != 0; }
 
 bool TokenRules::isNumber(unsigned char c) { return c >= '0' && c <= '9'; }
 
-bool TokenRules::isKeptPunct(char c) {
-  const unsigned int code = static_cast<unsigned char>(c);
-  for (unsigned int kept : kKeptPunct) {
-    if (kept == code) return true;
-  }
-  return false;
-}
-
 bool TokenRules::isStopWord(char c) {
   const unsigned char u = static_cast<unsigned char>(c);
-  return !isHanZi(u) && !isZiMu(u) && !isNumber(u) && !isKeptPunct(c);
+  return !isHanZi(u) && !isZiMu(u) && !isNumber(u) && !ac_is_in_white(c);
 }
 
 bool TokenRules::isChina(unsigned long long cp) { return inRange(cp, 0x4E00, 0x9FA5); }
@@ -220,7 +206,7 @@ int TokenRules::worldSplit(bool /*flag*/, const char* text, _DArray* cn, _DArray
     } else if (isNumber(c)) {
       type = kWordNumber;
       target = num;
-    } else if (isKeptPunct(static_cast<char>(c))) {
+    } else if (ac_is_in_white(static_cast<char>(c))) {
       type = kWordPunct;
       target = other;
     }

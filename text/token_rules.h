@@ -18,7 +18,7 @@
 //   sort weight  base weight plus bonuses for the match bits, at most 180
 //                (mathSortWeight)
 //
-// Kept punctuation: ! " # $ % & ' ( ) * + - / : ; = ? @ [ ] _ . Every other
+// Kept punctuation (ac_is_in_white): ! " # $ % & ' ( ) * + - / : ; = ? @ [ ] _ . Every other
 // ASCII byte that is neither letter nor digit separates words.
 //
 // Every member is static and the class holds no data; instances exist only
@@ -68,7 +68,6 @@ class TokenRules {
   // True for a separator byte: not a Han byte, letter, digit or kept
   // punctuation. (The name says stop word; it tests separators.)
   static bool isStopWord(char c);
-  static bool isKeptPunct(char c);
 
   // ---- Code point classes (inclusive ranges) ----
   static bool isChina(unsigned long long cp);       // U+4E00..U+9FA5
