@@ -198,7 +198,6 @@ int TokenRules::worldSplit(bool /*flag*/, const char* text, _DArray* cn, _DArray
       // An undecodable character ends the split: the rest of the text is
       // dropped, as the index has always done for such values.
       if (type == kWordNone) break;
-      setFirstType(first, type);
       target = type == kWordChina ? cn : foreign;
     } else if (isZiMu(c)) {
       type = kWordZiMu;
@@ -210,7 +209,7 @@ int TokenRules::worldSplit(bool /*flag*/, const char* text, _DArray* cn, _DArray
       type = kWordPunct;
       target = other;
     }
-    if (type == kWordZiMu || type == kWordNumber || type == kWordPunct) setFirstType(first, type);
+    setFirstType(first, type);  // a separator (-1) leaves it as it is
     // A separator, a class the caller does not collect, or a new type ends
     // the run; consecutive characters of one type extend it.
     if (target == nullptr || type != run.type) storeRun(run);
