@@ -7,6 +7,7 @@
 #include "foundation/string_buffer.h"
 #include "foundation/utf8_util.h"
 #include "text/token_rules.h"
+#include "text/word_lists.h"
 
 namespace mobile_search {
 
@@ -105,35 +106,27 @@ bool matchLiteral(const char* lowered, const char* s, int n, _DArray* positions)
   return found;
 }
 
-_str_buffer_t* bufferAt(const _DArray* list, unsigned int i) {
-  return slot_as<_str_buffer_t>(darray_get_by_index(list, i));
-}
-
 // A query of several kinds of words: each Latin word loosely, each digit run
 // and each Chinese (or other-script) run literally; kept punctuation and
 // separators are dropped.
 bool matchWords(hl_pinyin_list_t* chars, const char* lowered, const char* query,
                 _DArray* positions) {
-  _DArray* cn = darray_create(str_buffer_free, true);
-  _DArray* en = darray_create(str_buffer_free, true);
-  _DArray* num = darray_create(str_buffer_free, true);
-  if (cn != nullptr && en != nullptr && num != nullptr) {
+  WordLists lists;
+  if (lists.valid()) {
     WordType first = kWordNone;
-    TokenRules::worldSplit(false, query, cn, en, num, nullptr, cn, first);
+    TokenRules::worldSplit(false, query, lists.cn, lists.en, lists.num, nullptr, lists.cn, first);
     const size_t len = strlen(lowered);
-    for (unsigned int i = 0; i < darray_length(en); ++i) {
-      highlight_abs_en_chars(chars, lowered, bufferAt(en, i)->data, true, positions);
+    for (unsigned int i = 0; i < darray_length(lists.en); ++i) {
+      highlight_abs_en_chars(chars, lowered, WordLists::word(lists.en, i)->data, true, positions);
     }
-    for (unsigned int i = 0; i < darray_length(num); ++i) {
-      matchLiteral(lowered, bufferAt(num, i)->data, bufferAt(num, i)->len, positions);
+    for (unsigned int i = 0; i < darray_length(lists.num); ++i) {
+      const _str_buffer_t* run = WordLists::word(lists.num, i);
+      matchLiteral(lowered, run->data, run->len, positions);
     }
-    for (unsigned int i = 0; i < darray_length(cn); ++i) {
-      matchChineseRun(lowered, len, bufferAt(cn, i), positions);
+    for (unsigned int i = 0; i < darray_length(lists.cn); ++i) {
+      matchChineseRun(lowered, len, WordLists::word(lists.cn, i), positions);
     }
   }
-  darray_destroy(cn);
-  darray_destroy(en);
-  darray_destroy(num);
   return darray_length(positions) > 0;
 }
 

@@ -1,5 +1,5 @@
 // WordLists: the working lists into which a tokenizer splits a text, freed
-// when the object goes out of scope. Internal to the tokenizers.
+// when the object goes out of scope. Internal to the text subsystem.
 #ifndef KS_TEXT_WORD_LISTS_H_
 #define KS_TEXT_WORD_LISTS_H_
 
