@@ -29,10 +29,8 @@ bool buildChars(hl_pinyin_list_t* list) {
     const char* next = (unsigned char)*p < 0x80 ? p + 1 : ac_utf8_next(p);
     if ((unsigned char)*p >= 0x80) {
       char* py = hz2pyConvertSingle(p, (int)(next - p));
+      // Readings come lower-case from the pinyin tables.
       if (py != nullptr && *py != '\0') {
-        for (char* c = py; *c != '\0'; ++c) {
-          if (*c >= 'A' && *c <= 'Z') *c = (char)(*c - 'A' + 'a');
-        }
         hl_pinyin_char_t& ch = list->chars[list->count++];
         ch.pinyin = py;
         ch.pinyinLen = (int)strlen(py);
