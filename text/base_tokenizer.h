@@ -49,14 +49,15 @@ class BaseTokenizer {
 
   int wordInputTokenizer(const _str_buffer_t* word, bool isFirst, _DArray* out, int maxLen);
 
+  // Signs bytes [begin, end), upper-cased when `upper`, and appends the token;
+  // false when out cannot grow.
+  static bool appendTerm(const char* begin, const char* end, unsigned char count,
+                         unsigned char bits, bool upper, _DArray* out);
+
  protected:
   // wordInputTokenizer over every word of a list; the first word is isFirst
   // when firstClass holds. The total appended, or -1.
   int listInputTokenizer(const _DArray* words, bool firstClass, _DArray* out, int maxLen);
-  // Signs bytes [begin, end) upper-cased and appends the token; false when out
-  // cannot grow.
-  static bool appendTerm(const char* begin, const char* end, unsigned char count,
-                         unsigned char bits, bool upper, _DArray* out);
 
   TokenRules* rules_;
 };

@@ -3,7 +3,6 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include "foundation/hash.h"
 #include "foundation/logging.h"
 #include "foundation/string_buffer.h"
 #include "foundation/utf8_util.h"
@@ -33,8 +32,8 @@ int wholeWordTokens(const char* copy, _DArray* words, _DArray* tokens) {
   ac_str_splict(copy, static_cast<int>(strlen(copy)), ' ', words);
   for (unsigned int i = 0; i < darray_length(words); ++i) {
     const _str_buffer_t* w = WordLists::word(words, i);
-    const unsigned int sign = idx_sign32(w->data, static_cast<unsigned int>(w->len));
-    if (darray_append(tokens, token_pack(sign, token_count(w->len), kMatchAll)) != RET_OK) {
+    if (!BaseTokenizer::appendTerm(w->data, w->data + w->len, token_count(w->len), kMatchAll,
+                                   false, tokens)) {
       return -1;
     }
   }
@@ -51,10 +50,8 @@ void clearToSigns(_DArray* out, unsigned int from) {
 
 int appendUpperTerms(const _DArray* words, _DArray* out) {
   for (unsigned int i = 0; i < darray_length(words); ++i) {
-    _str_buffer_t* w = slot_as<_str_buffer_t>(darray_get_by_index(words, i));
-    str_buffer_toupper(w);
-    const unsigned int sign = idx_sign32(w->data, static_cast<unsigned int>(w->len));
-    if (darray_append(out, token_pack(sign, 0, 0)) != RET_OK) return -1;
+    const _str_buffer_t* w = WordLists::word(words, i);
+    if (!BaseTokenizer::appendTerm(w->data, w->data + w->len, 0, 0, true, out)) return -1;
   }
   return 0;
 }
@@ -154,8 +151,7 @@ int TokenParser::fillQueryArray(const char* query, _DArray* out) {
     if (ac_utf8_cn_word_num(run->data) > kQueryNameChars) {
       return tokenizer->wordInputTokenizer(run, false, terms, kQueryNameChars) < 0 ? -1 : 0;
     }
-    const unsigned int sign = idx_sign32(run->data, static_cast<unsigned int>(run->len));
-    return darray_append(terms, token_pack(sign, 0, 0)) == RET_OK ? 0 : -1;
+    return BaseTokenizer::appendTerm(run->data, run->data + run->len, 0, 0, false, terms) ? 0 : -1;
   });
 }
 
