@@ -45,6 +45,7 @@
 #include <vector>
 
 #include "bench/search_corpus.h"
+#include "bench/temp_dir.h"
 #include "foundation/file_util.h"
 #include "search/searcher.h"
 
@@ -150,7 +151,7 @@ class Corpus {
   // registers both indexes. Returns false when the engine refuses (also for
   // a kept root left unfinished by an interrupted run: remove it).
   bool Open() {
-    root_ = settings_.keep_root.empty() ? MakeTempRoot() : settings_.keep_root;
+    root_ = settings_.keep_root.empty() ? MakeTempDir("kestrin-search") : settings_.keep_root;
     if (root_.empty() || (!is_dir(root_.c_str()) && make_dir(root_.c_str(), 0755) != 0)) {
       return false;
     }
@@ -256,15 +257,6 @@ class Corpus {
   MessageGenerator& message_generator() { return messages_gen_; }
 
  private:
-  static std::string MakeTempRoot() {
-    const char* base = getenv("TMPDIR");
-    std::string pattern =
-        std::string(base != nullptr && *base != '\0' ? base : "/tmp") + "/kestrin-search-XXXXXX";
-    std::vector<char> path(pattern.begin(), pattern.end());
-    path.push_back('\0');
-    return mkdtemp(path.data()) == nullptr ? std::string() : std::string(path.data());
-  }
-
   // A group's files live in <root>/allin_<group>.
   double GroupBytes(const char* group, size_t docs) {
     const std::string dir = root_ + "/allin_" + group;

@@ -2,13 +2,13 @@
 // lookups over several postings files, and the cost of saving the document
 // id store after one new document as the store grows.
 #include <benchmark/benchmark.h>
-#include <stdlib.h>
 
 #include <chrono>
 #include <map>
 #include <memory>
 #include <string>
 
+#include "bench/temp_dir.h"
 #include "foundation/file_util.h"
 #include "storage/doc_id_manager.h"
 #include "storage/index_manager.h"
@@ -18,15 +18,9 @@ namespace {
 
 class BenchDir {
  public:
-  BenchDir() {
-    const char* base = getenv("TMPDIR");
-    std::string pattern = std::string(base && *base ? base : "/tmp") + "/kestrin-bench-XXXXXX";
-    path_.assign(pattern.begin(), pattern.end());
-    path_.push_back('\0');
-    if (mkdtemp(&path_[0]) == nullptr) path_[0] = '\0';
-  }
+  BenchDir() : path_(ks_bench::MakeTempDir("kestrin-bench")) {}
   ~BenchDir() { remove_dir(path()); }
-  const char* path() const { return path_.data(); }
+  const char* path() const { return path_.c_str(); }
   std::string sub(const std::string& name) const { return std::string(path()) + "/" + name; }
 
  private:
