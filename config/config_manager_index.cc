@@ -4,13 +4,12 @@
 #include <strings.h>
 
 #include "config/config_manager.h"
+#include "foundation/c_string.h"
 #include "foundation/logging.h"
 
 namespace mobile_search {
 
 namespace {
-
-bool empty(const char* s) { return s == nullptr || *s == '\0'; }
 
 const char* or_null(const char* s) { return s != nullptr ? s : "(null)"; }
 
@@ -227,7 +226,7 @@ index_info_t* ConfigManager::getIndexInfo(const char* index_name) {
 
 table_info_t* ConfigManager::getTableInfo(const char* index_name, const char* db_name,
                                           const char* table_name) {
-  if (empty(index_name) || empty(db_name) || empty(table_name)) return nullptr;
+  if (is_empty_str(index_name) || is_empty_str(db_name) || is_empty_str(table_name)) return nullptr;
   index_info_t* index = getIndexInfo(index_name);
   if (index == nullptr) return nullptr;
   for (unsigned int i = 0; i < darray_length(index->tables); ++i) {
@@ -249,7 +248,7 @@ table_info_t* ConfigManager::get_table_info_by_tab_md5(unsigned int id) {
 }
 
 int ConfigManager::getFieldId(const char* index_name, const char* field_name) {
-  if (empty(index_name) || empty(field_name)) return -1;
+  if (is_empty_str(index_name) || is_empty_str(field_name)) return -1;
   index_info_t* index = getIndexInfo(index_name);
   if (index == nullptr) return -1;
   for (unsigned int i = 0; i < darray_length(index->fields); ++i) {

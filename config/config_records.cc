@@ -4,16 +4,11 @@
 #include <string.h>
 #include <strings.h>
 
+#include "foundation/c_string.h"
 #include "foundation/hash.h"
 #include "foundation/utf8_util.h"
 
 namespace mobile_search {
-
-namespace {
-
-bool empty(const char* s) { return s == nullptr || *s == '\0'; }
-
-}  // namespace
 
 // ---- table_info_t ----
 
@@ -40,7 +35,8 @@ unsigned int table_info_make_id(const char* index_name, const char* db_name,
 
 table_info_t* table_info_create(const char* index_name, const char* db_name,
                                 const char* table_name, const char* key_field) {
-  if (empty(index_name) || empty(db_name) || empty(table_name) || empty(key_field)) {
+  if (is_empty_str(index_name) || is_empty_str(db_name) || is_empty_str(table_name) ||
+      is_empty_str(key_field)) {
     return nullptr;
   }
   table_info_t* table = static_cast<table_info_t*>(calloc(1, sizeof(table_info_t)));
@@ -99,7 +95,7 @@ void field_info_free(void* field) { field_info_free(static_cast<field_info_t*>(f
 
 SGroupConfig* group_config_create(const char* index_path, const char* group_name,
                                   EIndexState state) {
-  if (empty(index_path) || empty(group_name)) return nullptr;
+  if (is_empty_str(index_path) || is_empty_str(group_name)) return nullptr;
   SGroupConfig* group = static_cast<SGroupConfig*>(calloc(1, sizeof(SGroupConfig)));
   if (group == nullptr) return nullptr;
   group->index_path = str_buffer_create(index_path);

@@ -4,12 +4,11 @@
 #include <string.h>
 
 #include "config/config_records.h"
+#include "foundation/c_string.h"
 
 namespace mobile_search {
 
 namespace {
-
-bool empty(const char* s) { return s == nullptr || *s == '\0'; }
 
 bool same(const _str_buffer_t* buf, const char* s) {
   return buf != nullptr && s != nullptr && strcmp(buf->data, s) == 0;
@@ -169,7 +168,7 @@ group_rowid_t* getGroupRowid(_DArray* array, const char* table_name, const char*
 
 group_rowid_t* getRecentGroupRowid(_DArray* array, const char* table_name,
                                    const char* db_name, const char* index_name) {
-  if (empty(table_name) || empty(db_name) || empty(index_name)) return nullptr;
+  if (is_empty_str(table_name) || is_empty_str(db_name) || is_empty_str(index_name)) return nullptr;
   _DArray* history = getAllGroupRowid(array, table_name, db_name, index_name);
   unsigned int n = darray_length(history);
   if (n == 0) return nullptr;

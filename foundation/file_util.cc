@@ -6,11 +6,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "foundation/c_string.h"
+
+using mobile_search::is_empty_str;
+
 namespace {
 
 const size_t kPathBytes = 4096;
-
-bool empty(const char* path) { return path == nullptr || path[0] == '\0'; }
 
 bool is_dot_entry(const char* name) {
   return strcmp(name, ".") == 0 || strcmp(name, "..") == 0;
@@ -25,17 +27,17 @@ void child_path(char* out, const char* path, const char* name) {
 
 int is_dir(const char* path) {
   struct stat st;
-  if (empty(path) || stat(path, &st) != 0) return 0;
+  if (is_empty_str(path) || stat(path, &st) != 0) return 0;
   return S_ISDIR(st.st_mode) ? 1 : 0;
 }
 
 int file_exist(const char* path) {
-  if (empty(path)) return 0;
+  if (is_empty_str(path)) return 0;
   return access(path, F_OK) == 0 ? 1 : 0;
 }
 
 int make_dir(const char* path, mode_t mode) {
-  if (empty(path)) return -1;
+  if (is_empty_str(path)) return -1;
   char buf[kPathBytes];
   memset(buf, 0, sizeof(buf));
   // Leave room for the added "/" and the NUL; longer paths are cut.
@@ -87,7 +89,7 @@ unsigned long long get_dir_total_bytes(const char* path) {
   if (path == nullptr) return 0;
   struct stat st;
   if (stat(path, &st) == 0 && S_ISREG(st.st_mode)) return (unsigned long long)st.st_size;
-  if (empty(path) || !is_dir(path)) return 0;
+  if (is_empty_str(path) || !is_dir(path)) return 0;
   DIR* dir = opendir(path);
   if (dir == nullptr) return 0;
   unsigned long long total = 0;

@@ -4,6 +4,7 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "foundation/c_string.h"
 #include "foundation/utf8_util.h"
 
 namespace mobile_search {
@@ -14,8 +15,6 @@ const int kPathCapacity = 128;
 const int kLineBytes = 1024;
 // Shorter lines, newline included, are skipped before trimming.
 const size_t kMinLineBytes = 4;
-
-bool empty(const char* s) { return s == nullptr || s[0] == '\0'; }
 
 ini_section_t* section_at(const ini_ctx_t* ctx, unsigned int index) {
   if (ctx == nullptr || ctx->sections == nullptr || index >= ctx->sections->count) return nullptr;
@@ -48,7 +47,7 @@ void read_item_line(ini_section_t* section, char* line) {
   *eq = '\0';
   char* key = ac_str_right_trim(line);
   char* value = ac_str_left_trim(eq + 1);
-  if (empty(key) || empty(value)) return;
+  if (is_empty_str(key) || is_empty_str(value)) return;
   // Keys repeated in a file are kept; lookups see the first.
   ini_section_add_item(section, key, value);
 }
@@ -74,7 +73,7 @@ void write_section(FILE* f, const ini_section_t* section) {
 }  // namespace
 
 ini_item_t* ini_item_create(const char* key, const char* value) {
-  if (empty(key) || empty(value)) return nullptr;
+  if (is_empty_str(key) || is_empty_str(value)) return nullptr;
   ini_item_t* item = static_cast<ini_item_t*>(calloc(1, sizeof(ini_item_t)));
   if (item == nullptr) return nullptr;
   item->key = str_buffer_create(key);
@@ -96,7 +95,7 @@ void ini_item_free(ini_item_t* item) {
 void ini_item_free(void* item) { ini_item_free(static_cast<ini_item_t*>(item)); }
 
 ini_section_t* ini_section_create(const char* name) {
-  if (empty(name)) return nullptr;
+  if (is_empty_str(name)) return nullptr;
   ini_section_t* section = static_cast<ini_section_t*>(calloc(1, sizeof(ini_section_t)));
   if (section == nullptr) return nullptr;
   section->name = str_buffer_create(name);
@@ -137,7 +136,7 @@ void ini_ctx_free(ini_ctx_t* ctx) {
 }
 
 ini_ctx_t* ini_load_from_file(const char* path) {
-  if (empty(path)) return nullptr;
+  if (is_empty_str(path)) return nullptr;
   ini_ctx_t* ctx = ini_ctx_create();
   if (ctx == nullptr) return nullptr;
   if (str_buffer_append(ctx->path, path) != 1) {
@@ -202,7 +201,7 @@ int ini_ctx_save(ini_ctx_t* ctx, bool force) {
 }
 
 ini_section_t* ini_ctx_get_section(const ini_ctx_t* ctx, const char* name) {
-  if (ctx == nullptr || ctx->sections == nullptr || empty(name)) return nullptr;
+  if (ctx == nullptr || ctx->sections == nullptr || is_empty_str(name)) return nullptr;
   int index = find_section(ctx, name);
   return index < 0 ? nullptr : section_at(ctx, (unsigned int)index);
 }
@@ -213,7 +212,7 @@ ini_section_t* ini_ctx_get_section(const ini_ctx_t* ctx, int index) {
 }
 
 ini_item_t* ini_section_get_item(const ini_section_t* section, const char* key) {
-  if (section == nullptr || section->items == nullptr || empty(key)) return nullptr;
+  if (section == nullptr || section->items == nullptr || is_empty_str(key)) return nullptr;
   for (unsigned int i = 0; i < section->items->count; ++i) {
     ini_item_t* item = slot_as<ini_item_t>(section->items->items[i]);
     if (item != nullptr && same_text(item->key, key)) return item;
@@ -222,13 +221,13 @@ ini_item_t* ini_section_get_item(const ini_section_t* section, const char* key) 
 }
 
 const char* ini_ctx_get_val_impl(const ini_ctx_t* ctx, const char* section, const char* key) {
-  if (ctx == nullptr || empty(section) || empty(key)) return nullptr;
+  if (ctx == nullptr || is_empty_str(section) || is_empty_str(key)) return nullptr;
   ini_item_t* item = ini_section_get_item(ini_ctx_get_section(ctx, section), key);
   return (item == nullptr || item->value == nullptr) ? nullptr : item->value->data;
 }
 
 const char* ini_ctx_get_val(const ini_ctx_t* ctx, const char* section, const char* key) {
-  if (ctx == nullptr || empty(section) || empty(key)) return nullptr;
+  if (ctx == nullptr || is_empty_str(section) || is_empty_str(key)) return nullptr;
   return ini_ctx_get_val_impl(ctx, section, key);
 }
 
@@ -250,7 +249,7 @@ const char* ini_ctx_section_name(const ini_ctx_t* ctx, int index) {
 }
 
 int ini_ctx_add_section(ini_ctx_t* ctx, const char* name) {
-  if (ctx == nullptr || ctx->sections == nullptr || empty(name)) return -1;
+  if (ctx == nullptr || ctx->sections == nullptr || is_empty_str(name)) return -1;
   if (find_section(ctx, name) >= 0) return 0;
   ini_section_t* section = ini_section_create(name);
   if (section == nullptr) return -1;
@@ -263,7 +262,7 @@ int ini_ctx_add_section(ini_ctx_t* ctx, const char* name) {
 }
 
 int ini_section_add_item(const ini_section_t* section, const char* key, const char* value) {
-  if (section == nullptr || section->items == nullptr || empty(key) || empty(value)) return -1;
+  if (section == nullptr || section->items == nullptr || is_empty_str(key) || is_empty_str(value)) return -1;
   ini_item_t* item = ini_item_create(key, value);
   if (item == nullptr) return -1;
   if (darray_append(section->items, static_cast<const void*>(item)) != RET_OK) {
@@ -275,7 +274,7 @@ int ini_section_add_item(const ini_section_t* section, const char* key, const ch
 
 int ini_ctx_section_add_item(ini_ctx_t* ctx, const char* section, const char* key,
                              const char* value) {
-  if (ctx == nullptr || ctx->sections == nullptr || empty(section) || empty(key) ||
+  if (ctx == nullptr || ctx->sections == nullptr || is_empty_str(section) || is_empty_str(key) ||
       value == nullptr) {
     return -1;
   }
@@ -313,7 +312,7 @@ int ini_ctx_section_add_item(ini_ctx_t* ctx, const char* section, const char* ke
 }
 
 int ini_ctx_remove_section(ini_ctx_t* ctx, const char* name) {
-  if (ctx == nullptr || ctx->sections == nullptr || empty(name)) return -1;
+  if (ctx == nullptr || ctx->sections == nullptr || is_empty_str(name)) return -1;
   int index = find_section(ctx, name);
   // The array frees the section. The modified flag is left alone on purpose:
   // callers that remove a section save with force.

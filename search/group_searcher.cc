@@ -8,6 +8,7 @@
 
 #include "config/config_manager.h"
 #include "foundation/binary_set.h"
+#include "foundation/c_string.h"
 #include "foundation/file_util.h"
 #include "foundation/hash.h"
 #include "foundation/logging.h"
@@ -23,7 +24,6 @@ namespace {
 
 const char kDefaultGroup[] = "default";
 
-bool isEmpty(const char* s) { return s == nullptr || s[0] == '\0'; }
 const char* orEmpty(const char* s) { return s == nullptr ? "" : s; }
 
 // CRC-32 chained over the non-empty values in field order, from 0.
@@ -31,14 +31,14 @@ unsigned int contentHash(char** values, int count) {
   unsigned int hash = 0;
   for (int i = 0; i < count; ++i) {
     const char* v = values[i];
-    if (!isEmpty(v)) hash = crc32(v, static_cast<unsigned int>(strlen(v)), hash);
+    if (!is_empty_str(v)) hash = crc32(v, static_cast<unsigned int>(strlen(v)), hash);
   }
   return hash;
 }
 
 // An empty or null filter matches every name.
 bool nameMatches(const char* filter, const _str_buffer_t* name) {
-  if (isEmpty(filter)) return true;
+  if (is_empty_str(filter)) return true;
   return name != nullptr && strcasecmp(name->data, filter) == 0;
 }
 
@@ -47,7 +47,7 @@ bool nameMatches(const char* filter, const _str_buffer_t* name) {
 // ---- Storage bundle ----
 
 index_mgr_t* index_mgr_create(const char* dir, const char* name) {
-  if (isEmpty(dir) || isEmpty(name)) return nullptr;
+  if (is_empty_str(dir) || is_empty_str(name)) return nullptr;
   index_mgr_t* mgr = new (std::nothrow) index_mgr_t();
   if (mgr == nullptr) return nullptr;
   mgr->name = str_buffer_create(name);
@@ -162,7 +162,7 @@ int GroupSearcher::open(ConfigManager* manager, const char* group_name) {
   int ret = -1;
   const char* root = manager->getRootIndexPath();
   _str_buffer_t* dir = nullptr;
-  if (isEmpty(root)) {
+  if (is_empty_str(root)) {
     log_level_printf(SEARCH_LOG_ERROR, "index_path is null %s \n", group_name);
   } else if ((dir = makeGroupDir(root, group_name)) == nullptr) {
     log_level_printf(SEARCH_LOG_ERROR, "buf is null %s \n", group_name);
@@ -276,7 +276,7 @@ int GroupSearcher::modifyDoc(const char* index_name, const char* db_name,
 int GroupSearcher::modifyDocLocked(const char* index_name, const char* db_name,
                                    const char* table_name, const char* pkey, int count,
                                    char** values) {
-  if (isEmpty(index_name) || isEmpty(table_name) || isEmpty(db_name) || isEmpty(pkey) ||
+  if (is_empty_str(index_name) || is_empty_str(table_name) || is_empty_str(db_name) || is_empty_str(pkey) ||
       values == nullptr || m_indexMgr == nullptr || m_indexMgr->doc_mgr == nullptr ||
       m_indexMgr->index_mgr == nullptr || m_configMgr == nullptr) {
     return -1;
@@ -346,7 +346,7 @@ int GroupSearcher::addDocByDocId(int doc_id, table_info_t* table, const _DArray*
     const char* value = values[i];
     const field_info_t* field =
         slot_as<field_info_t>(darray_get_by_index(fields, static_cast<unsigned int>(i)));
-    if (field == nullptr || isEmpty(value)) continue;
+    if (field == nullptr || is_empty_str(value)) continue;
     if (m_tokenParser->fieldTokenizer(doc_id, i, value, field->is_pinyin, field->is_notoken,
                                       m_autoSave, m_indexMgr->index_mgr) == -1) {
       log_printf("token field value fail %s\n", value);
@@ -357,7 +357,7 @@ int GroupSearcher::addDocByDocId(int doc_id, table_info_t* table, const _DArray*
 
 int GroupSearcher::delDoc(const char* index_name, const char* db_name,
                           const char* table_name, const char* pkey) {
-  if (isEmpty(index_name) || isEmpty(db_name) || isEmpty(table_name) || isEmpty(pkey)) {
+  if (is_empty_str(index_name) || is_empty_str(db_name) || is_empty_str(table_name) || is_empty_str(pkey)) {
     return -1;
   }
   lockUpdates();
@@ -380,7 +380,7 @@ int GroupSearcher::delDoc(const char* index_name, const char* db_name,
 
 int GroupSearcher::clearDoc(void* ctx, const char* index_name, const char* db_name,
                             const char* table_name, clear_doc_callback callback) {
-  if (isEmpty(index_name)) return -1;
+  if (is_empty_str(index_name)) return -1;
   lockUpdates();
   int ret = -1;
   const index_info_t* index =
@@ -427,7 +427,7 @@ TableResult* GroupSearcher::getTableRecord(const char* index_name, const char* d
                                            const char* table_name) {
   // A table name starting with "0" is refused deliberately; callers rely on
   // it.
-  if (isEmpty(index_name) || isEmpty(db_name) || isEmpty(table_name) || table_name[0] == '0' ||
+  if (is_empty_str(index_name) || is_empty_str(db_name) || is_empty_str(table_name) || table_name[0] == '0' ||
       m_configMgr == nullptr) {
     return nullptr;
   }

@@ -4,6 +4,7 @@
 
 #include "config/config_manager.h"
 #include "config/config_records.h"
+#include "foundation/c_string.h"
 #include "foundation/file_util.h"
 #include "foundation/logging.h"
 #include "search/group_searcher.h"
@@ -14,8 +15,6 @@ namespace mobile_search {
 namespace {
 
 constexpr int kOpenAttempts = 3;
-
-bool IsEmpty(const char* s) { return s == nullptr || s[0] == '\0'; }
 
 SGroupConfig* GroupAt(_DArray* groups, unsigned int i) {
   return slot_as<SGroupConfig>(darray_get_by_index(groups, i));
@@ -50,7 +49,7 @@ Searcher::~Searcher() {
 }
 
 int Searcher::open(const char* root_path, int) {
-  if (IsEmpty(root_path)) return -1;
+  if (is_empty_str(root_path)) return -1;
   for (int attempt = 0; attempt < kOpenAttempts; ++attempt) {
     if (config_manager_ == nullptr) {
       ConfigManager* manager = ConfigManager::getConfigManager(root_path);
@@ -242,7 +241,7 @@ int Searcher::addDoc(const char* index_name, const char* db_name,
 
 int Searcher::delDoc(const char* index_name, const char* db_name,
                      const char* table_name, const char* pkey) {
-  if (IsEmpty(index_name) || IsEmpty(db_name) || IsEmpty(table_name) ||
+  if (is_empty_str(index_name) || is_empty_str(db_name) || is_empty_str(table_name) ||
       pkey == nullptr) {
     return -1;
   }
@@ -261,7 +260,7 @@ int Searcher::delDoc(const char* index_name, const char* db_name,
 
 int Searcher::clearDoc(void* ctx, const char* index_name, const char* db_name,
                        const char* table_name, clear_doc_callback callback) {
-  if (IsEmpty(index_name) || config_manager_ == nullptr) return -1;
+  if (is_empty_str(index_name) || config_manager_ == nullptr) return -1;
   _DArray* searchers = darray_create(nullptr, false);
   if (searchers == nullptr) return -1;
   getGroupSearcher(searchers, db_name, table_name, index_name);

@@ -7,6 +7,7 @@
 
 #include "config/config_manager.h"
 #include "config/config_records.h"
+#include "foundation/c_string.h"
 #include "foundation/logging.h"
 #include "foundation/string_buffer.h"
 #include "search/group_searcher.h"
@@ -21,8 +22,6 @@ namespace {
 
 constexpr int kDefaultNum = 10;
 constexpr int kQueryListCount = 2;
-
-bool IsEmpty(const char* s) { return s == nullptr || s[0] == '\0'; }
 
 SGroupConfig* GroupAt(_DArray* groups, unsigned int i) {
   return slot_as<SGroupConfig>(darray_get_by_index(groups, i));
@@ -131,11 +130,10 @@ QueryString ParseQueryString(const char* text) {
   return q;
 }
 
-
 }  // namespace
 
 char* Searcher::doSearch(const char* query_string) {
-  if (IsEmpty(query_string)) return nullptr;
+  if (is_empty_str(query_string)) return nullptr;
   const QueryString q = ParseQueryString(query_string);
   if (!q.has_index_name || !q.has_query) return nullptr;
   const char* field = q.has_field_name ? q.field_name.c_str() : nullptr;
@@ -144,7 +142,7 @@ char* Searcher::doSearch(const char* query_string) {
 
 char* Searcher::doSearch(const char* index_name, const char* field_name,
                          const char* query, int start, int num, bool flag) {
-  if (IsEmpty(index_name) || IsEmpty(query)) return nullptr;
+  if (is_empty_str(index_name) || is_empty_str(query)) return nullptr;
   SearchResult result(true);
   if (doSearch(index_name, field_name, query, start, num, &result, flag) != 0) {
     return nullptr;
@@ -160,7 +158,7 @@ char* Searcher::doSearch(const char* index_name, const char* query, int start,
 int Searcher::doSearch(const char* index_name, const char* field_name,
                        const char* query, int start, int num,
                        SearchResult* result, bool) {
-  if (IsEmpty(index_name) || IsEmpty(query) || result == nullptr) return -1;
+  if (is_empty_str(index_name) || is_empty_str(query) || result == nullptr) return -1;
   SearchIndexConfig config;
   config.createConfigItem(index_name, field_name, start, num);
   doSearch(query, &config, result);
@@ -171,7 +169,7 @@ int Searcher::doSearchByMoreFields(const char* index_name,
                                    _DArray* field_names, bool match_each_field,
                                    const char* query, int start, int num,
                                    SearchResult* result, bool) {
-  if (IsEmpty(index_name) || IsEmpty(query) || result == nullptr) return -1;
+  if (is_empty_str(index_name) || is_empty_str(query) || result == nullptr) return -1;
   SearchIndexConfig config;
   config.createConfigItem(index_name, field_names, start, num, match_each_field);
   doSearch(query, &config, result);
@@ -180,7 +178,7 @@ int Searcher::doSearchByMoreFields(const char* index_name,
 
 int Searcher::doSearch(const char* query, SearchIndexConfig* config,
                        SearchResult* result) {
-  if (result == nullptr || config == nullptr || IsEmpty(query)) return -1;
+  if (result == nullptr || config == nullptr || is_empty_str(query)) return -1;
   _DArray* short_terms = darray_create(nullptr, false);
   _DArray* token_terms = darray_create(nullptr, false);
   if (short_terms == nullptr || token_terms == nullptr) {
@@ -251,8 +249,8 @@ char* Searcher::getTableRecord(const char* index_name, const char* db_name,
 int Searcher::getTableRecordImpl(const char* index_name, const char* db_name,
                                  const char* table_name,
                                  SearchResult* result) {
-  if (result == nullptr || IsEmpty(index_name) || IsEmpty(db_name) ||
-      IsEmpty(table_name)) {
+  if (result == nullptr || is_empty_str(index_name) || is_empty_str(db_name) ||
+      is_empty_str(table_name)) {
     return -1;
   }
   GroupSearcher* searcher = getRecentGroupSearcher(db_name, table_name, index_name);
