@@ -5,6 +5,7 @@
 
 #include "foundation/hash.h"
 #include "foundation/utf8_util.h"
+#include "text/word_lists.h"
 
 namespace mobile_search {
 
@@ -12,6 +13,7 @@ namespace {
 
 const int kAsciiSpan = 20;
 const int kNonAsciiSpan = 10;
+const int kLatinMaxLen = 20;
 
 inline char upperAscii(char c) { return (c >= 'a' && c <= 'z') ? static_cast<char>(c - 32) : c; }
 
@@ -89,6 +91,15 @@ int BaseTokenizer::listInputTokenizer(const _DArray* words, bool firstClass, _DA
     total += n;
   }
   return total;
+}
+
+int BaseTokenizer::latinInputTokenizer(const WordLists& lists, WordType first, _DArray* out) {
+  const int en = listInputTokenizer(lists.en, first == kWordZiMu, out, kLatinMaxLen);
+  if (en < 0) return -1;
+  const int num = listInputTokenizer(lists.num, first == kWordNumber, out, kLatinMaxLen);
+  if (num < 0) return -1;
+  const int other = listInputTokenizer(lists.other, false, out, kLatinMaxLen);
+  return other < 0 ? -1 : en + num + other;
 }
 
 }  // namespace mobile_search

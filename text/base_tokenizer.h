@@ -36,6 +36,8 @@
 
 namespace mobile_search {
 
+struct WordLists;
+
 class BaseTokenizer {
  public:
   explicit BaseTokenizer(TokenRules* rules) : rules_(rules) {}
@@ -58,6 +60,10 @@ class BaseTokenizer {
   // wordInputTokenizer over every word of a list; the first word is isFirst
   // when firstClass holds. The total appended, or -1.
   int listInputTokenizer(const _DArray* words, bool firstClass, _DArray* out, int maxLen);
+  // The prefixes (up to 20 characters) of every Latin word, digit run and
+  // kept-punctuation run of lists, in that order; the first Latin word or
+  // digit run is isFirst when `first` is its class. The total appended, or -1.
+  int latinInputTokenizer(const WordLists& lists, WordType first, _DArray* out);
 
   TokenRules* rules_;
 };

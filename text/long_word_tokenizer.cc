@@ -7,8 +7,6 @@ namespace mobile_search {
 
 namespace {
 
-const int kLatinMaxLen = 20;
-
 bool isSingleByteSeparator(const char* c, const char* next) {
   return next - c == 1 && TokenRules::isStopWord(*c);
 }
@@ -21,11 +19,7 @@ int LongWordTokenizer::wordTokenizer(const char* text, _DArray* out) {
   WordType first = kWordNone;
   // Other scripts share the Han list: they are cut the same way.
   TokenRules::worldSplit(false, text, lists.cn, lists.en, lists.num, lists.other, lists.cn, first);
-  if (listInputTokenizer(lists.en, first == kWordZiMu, out, kLatinMaxLen) < 0 ||
-      listInputTokenizer(lists.num, first == kWordNumber, out, kLatinMaxLen) < 0 ||
-      listInputTokenizer(lists.other, false, out, kLatinMaxLen) < 0) {
-    return -1;
-  }
+  if (latinInputTokenizer(lists, first, out) < 0) return -1;
   for (unsigned int i = 0; i < darray_length(lists.cn); ++i) {
     const _str_buffer_t* run = WordLists::word(lists.cn, i);
     const bool isFirst = i == 0 && first == kWordChina;

@@ -11,7 +11,6 @@ namespace mobile_search {
 namespace {
 
 const int kNameMaxLen = 4;
-const int kLatinMaxLen = 20;
 const int kPinyinChars = 10;     // characters of a run that get pinyin
 const int kInitialsMaxLen = 5;
 const int kSyllablesPerStart = 5;
@@ -67,9 +66,7 @@ int ShortWordTokenizer::wordTokenizer(const char* text, _DArray* out) {
     }
   }
   if (listInputTokenizer(lists.foreign, first == kWordOther, out, kNameMaxLen) < 0 ||
-      listInputTokenizer(lists.en, first == kWordZiMu, out, kLatinMaxLen) < 0 ||
-      listInputTokenizer(lists.num, first == kWordNumber, out, kLatinMaxLen) < 0 ||
-      listInputTokenizer(lists.other, false, out, kLatinMaxLen) < 0) {
+      latinInputTokenizer(lists, first, out) < 0) {
     return -1;
   }
   return 0;
