@@ -73,7 +73,9 @@ unsigned long long hash_string(const char* s, int len, unsigned long type, unsig
   uint32_t s1 = (uint32_t)seed1;
   uint32_t s2 = (uint32_t)seed2;
   const uint32_t* row = kCryptTable.entry + (type << 8);
-  for (int i = 0; s[i] != '\0' && (len <= 0 || i < len); ++i) {
+  // The length is tested first: a term of exactly len bytes need not be
+  // terminated.
+  for (int i = 0; (len <= 0 || i < len) && s[i] != '\0'; ++i) {
     uint32_t c = ascii_upper((unsigned char)s[i]);
     s1 = row[c] ^ (s1 + s2);
     s2 = c + s1 + s2 + (s2 << 5) + 3;

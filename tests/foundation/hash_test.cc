@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <map>
+#include <memory>
 #include <random>
 
 #include "foundation/dynamic_array.h"
@@ -44,6 +46,11 @@ TEST(Hash, HashStringAndTermSigns) {
   EXPECT_EQ(0x6867666564636261ull, idx_sign64("abcdefgh", 8));
   EXPECT_EQ(hash_string("abcdefghi", 9, 0), idx_sign64("abcdefghi", 9));
   EXPECT_EQ(idx_sign64("abcdefghi", 9), idx_sign64("ABCDEFGHI", 9));
+  // A term of exactly len bytes with no terminator after it (the tokenizers
+  // sign heap copies of that size): no byte past it is read.
+  std::unique_ptr<char[]> bare(new char[6]);
+  memcpy(bare.get(), "abcdef", 6);
+  EXPECT_EQ(idx_sign32("abcdef", 6), idx_sign32(bare.get(), 6));
 }
 
 TEST(HashMap, ProbesRehashesAndKeepsEveryKey) {
