@@ -117,9 +117,11 @@ int TokenParser::fieldTokenizer(int docId, int fieldIndex, const char* value, bo
     unsigned char w = 0;
     unsigned char b = 0;
     int terms = 0;
+    // The slot after the last one reads as 0.
+    token_unit_t next = token_unpack(darray_get_by_index(tokens, 0));
     for (unsigned int i = 0; i < n; ++i) {
-      const token_unit_t t = token_unpack(darray_get_by_index(tokens, i));
-      const token_unit_t next = token_unpack(i + 1 < n ? darray_get_by_index(tokens, i + 1) : 0);
+      const token_unit_t t = next;
+      next = token_unpack(darray_get_by_index(tokens, i + 1));
       w = static_cast<unsigned char>(w + t.count);
       if (next.sign == t.sign) {
         TokenRules::mergeWeigthExt(b, t.bits, next.bits);
