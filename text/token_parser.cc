@@ -18,12 +18,14 @@ const int kQueryNameChars = 4;
 // A copy of the value with separators turned into spaces and cut after
 // kMaxFieldChars characters; malloc'ed, null on failure.
 char* prepareValue(const char* value) {
-  const size_t n = strlen(value);
+  // Separators are ASCII bytes and become spaces, which leaves every
+  // character boundary in place: the cut can be measured on the value, and
+  // only the kept bytes are copied.
+  const size_t n = static_cast<size_t>(ac_utf8_word_bytes(value, TokenParser::kMaxFieldChars));
   char* copy = static_cast<char*>(malloc(n + 1));
   if (copy == nullptr) return nullptr;
   for (size_t i = 0; i < n; ++i) copy[i] = TokenRules::isStopWord(value[i]) ? ' ' : value[i];
   copy[n] = 0;
-  copy[ac_utf8_word_bytes(copy, TokenParser::kMaxFieldChars)] = 0;
   return copy;
 }
 
