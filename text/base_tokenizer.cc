@@ -1,7 +1,6 @@
 #include "text/base_tokenizer.h"
 
 #include <stdlib.h>
-#include <string.h>
 
 #include "foundation/hash.h"
 #include "foundation/utf8_util.h"
