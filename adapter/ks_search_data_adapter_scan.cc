@@ -181,8 +181,12 @@ int KSSearchDataAdapter::runScanBatch(const char* db_name, _sqlite_tab_cfg_t* ta
   // The batch starts at the recorded row id itself, so a batch that only read
   // that row again made no progress: the table is done.
   if (sent > 0 && last_rowid > max_rowid) {
-    setScanMaxRowid(db_name, table_name, index_name, group, last_rowid);
-    if (pause.wasOn()) searcher_->save(group);
+    // The batch's documents reach the disk before the progress that skips
+    // their rows: a process stopped in between reads the rows again, and a
+    // save that failed (full disk) records no progress.
+    if (!pause.wasOn() || searcher_->save(group) == 1) {
+      setScanMaxRowid(db_name, table_name, index_name, group, last_rowid);
+    }
   } else if (last_rowid <= max_rowid) {
     sent = 0;
   }

@@ -167,7 +167,7 @@ int ConfigManager::checkIndexVersion() {
   doc = ini_load_from_file(path->data);
   if (doc != nullptr) {
     ini_ctx_section_add_item(doc, "config", "index_version", kIndexVersion);
-    ini_ctx_save(doc, false);
+    ini_ctx_save_durable(doc, false, syncWrites());
     ini_ctx_free(doc);
   }
   str_buffer_free(path);

@@ -41,6 +41,8 @@
 #ifndef KS_CONFIG_CONFIG_MANAGER_H_
 #define KS_CONFIG_CONFIG_MANAGER_H_
 
+#include <atomic>
+
 #include "config/config_records.h"
 #include "config/table_config.h"
 #include "foundation/dynamic_array.h"
@@ -70,6 +72,11 @@ class ConfigManager {
   ConfigManager& operator=(const ConfigManager&) = delete;
 
   bool isOk() const { return m_ok; }
+  // Synchronous writes for this root: every configuration file and group
+  // save is flushed to the device before the call returns (off by default:
+  // writes then survive a killed process, not a power cut).
+  void setSyncWrites(bool on) { m_syncWrites.store(on); }
+  bool syncWrites() const { return m_syncWrites.load(); }
   // 1 when the root was newly initialised (or the stamp unreadable), 0 when an
   // existing index was found valid.
   int getVersionResult() const { return m_versionResult; }
@@ -214,6 +221,7 @@ class ConfigManager {
   ThreadMutex* m_configLock;
   ThreadMutex* m_groupLock;
   _str_buffer_t* m_rootPath;
+  std::atomic<bool> m_syncWrites{false};
 };
 
 }  // namespace mobile_search

@@ -75,7 +75,7 @@ void ConfigManager::saveGroupConfigFile() {
     ini_ctx_section_add_item(doc, name, "index_path", group->index_path->data);
     ini_ctx_section_add_item(doc, name, "group_name", name);
   }
-  ini_ctx_save(doc, false);
+  ini_ctx_save_durable(doc, false, syncWrites());
   ini_ctx_free(doc);
 }
 
@@ -247,7 +247,7 @@ void ConfigManager::saveTableConfigFile() {
                                value->data);
     }
   }
-  ini_ctx_save(doc, false);
+  ini_ctx_save_durable(doc, false, syncWrites());
   str_buffer_free(section);
   str_buffer_free(value);
   ini_ctx_free(doc);

@@ -138,7 +138,7 @@ void ConfigManager::writeIndexSection(const char* const values[9]) {
     for (int k = 0; k < 9; ++k) {
       if (values[k] != nullptr) ini_ctx_section_add_item(m_config, section->data, kKeys[k], values[k]);
     }
-    ini_ctx_save(m_config, false);
+    ini_ctx_save_durable(m_config, false, syncWrites());
   }
   str_buffer_free(section);
 }
@@ -200,7 +200,7 @@ int ConfigManager::delTableOfIndex(const char* index_name, const char* db_name,
     // Removing a section does not mark the document modified, so this save
     // writes only if something else changed it earlier in this process.
     ini_ctx_remove_section(m_config, section->data);
-    ini_ctx_save(m_config, false);
+    ini_ctx_save_durable(m_config, false, syncWrites());
     for (unsigned int i = darray_length(index->tables); i > 0; --i) {
       if (same_table(slot_as<table_info_t>(darray_get_by_index(index->tables, i - 1)), db_name,
                      table_name)) {

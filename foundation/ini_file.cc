@@ -5,6 +5,7 @@
 #include <string.h>
 
 #include "foundation/c_string.h"
+#include "foundation/durable_file.h"
 #include "foundation/utf8_util.h"
 
 namespace mobile_search {
@@ -52,22 +53,21 @@ void read_item_line(ini_section_t* section, char* line) {
   ini_section_add_item(section, key, value);
 }
 
-void write_buffer(FILE* f, const _str_buffer_t* buf) {
-  if (buf->len > 0) fwrite(buf->data, 1, (size_t)buf->len, f);
+bool append_buffer(_str_buffer_t* out, const _str_buffer_t* buf) {
+  return buf->len == 0 || str_buffer_append(out, buf->data, buf->len) == 1;
 }
 
-void write_section(FILE* f, const ini_section_t* section) {
-  fputc('[', f);
-  write_buffer(f, section->name);
-  fputs("]\n", f);
-  for (unsigned int i = 0; i < section->items->count; ++i) {
+// The text of one section: header line, then "key=value" lines.
+bool append_section(_str_buffer_t* out, const ini_section_t* section) {
+  bool ok = str_buffer_append(out, "[") == 1 && append_buffer(out, section->name) &&
+            str_buffer_append(out, "]\n") == 1;
+  for (unsigned int i = 0; ok && i < section->items->count; ++i) {
     const ini_item_t* item = slot_as<ini_item_t>(section->items->items[i]);
     if (item == nullptr || item->key == nullptr || item->value == nullptr) continue;
-    write_buffer(f, item->key);
-    fputc('=', f);
-    write_buffer(f, item->value);
-    fputc('\n', f);
+    ok = append_buffer(out, item->key) && str_buffer_append(out, "=") == 1 &&
+         append_buffer(out, item->value) && str_buffer_append(out, "\n") == 1;
   }
+  return ok;
 }
 
 }  // namespace
@@ -181,23 +181,28 @@ ini_ctx_t* ini_load_from_file(const char* path) {
   return ctx;
 }
 
-int ini_ctx_save(ini_ctx_t* ctx, bool force) {
+int ini_ctx_save(ini_ctx_t* ctx, bool force) { return ini_ctx_save_durable(ctx, force, false); }
+
+int ini_ctx_save_durable(ini_ctx_t* ctx, bool force, bool durable) {
   if (ctx == nullptr || ctx->path == nullptr || ctx->path->data == nullptr ||
       ctx->path->len == 0) {
     return -1;
   }
   if (ctx->sections == nullptr) return 0;
   if (!force && ctx->modified == 0) return 0;
-  FILE* f = fopen(ctx->path->data, "w+");
-  if (f == nullptr) return -1;
-  for (unsigned int i = 0; i < ctx->sections->count; ++i) {
+  _str_buffer_t* text = str_buffer_create(256);
+  if (text == nullptr) return -1;
+  bool ok = true;
+  for (unsigned int i = 0; ok && i < ctx->sections->count; ++i) {
     const ini_section_t* section = section_at(ctx, i);
     if (section == nullptr || section->name == nullptr || section->items == nullptr) continue;
-    write_section(f, section);
+    ok = append_section(text, section);
   }
-  // Write errors are not reported, as before; the flag stays set.
-  fclose(f);
-  return 0;
+  // The whole text replaces the file in one rename: a crash or a full disk
+  // leaves the previous text, never a truncated one. The flag stays set.
+  if (ok) ok = write_file_replace(ctx->path->data, text->data, static_cast<size_t>(text->len), durable) == 0;
+  str_buffer_free(text);
+  return ok ? 0 : -1;
 }
 
 ini_section_t* ini_ctx_get_section(const ini_ctx_t* ctx, const char* name) {

@@ -65,8 +65,12 @@ void ini_ctx_free(ini_ctx_t* ctx);
 ini_ctx_t* ini_load_from_file(const char* path);
 // Writes the document to its path when modified or when force is set. 0 when
 // written or nothing needed writing; -1 for a null document, an empty path or
-// a file that cannot be opened for writing.
+// when the text cannot be written (the file then keeps its previous text:
+// the new text goes to "<path>.tmp" and is renamed over the file).
 int ini_ctx_save(ini_ctx_t* ctx, bool force);
+// ini_ctx_save that, with `durable`, also flushes the text to the device
+// before the rename and the directory after it.
+int ini_ctx_save_durable(ini_ctx_t* ctx, bool force, bool durable);
 
 // ---- Lookup (first match, exact byte-wise names) ----
 // Null when absent or for null / empty arguments.

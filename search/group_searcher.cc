@@ -12,6 +12,7 @@
 #include "foundation/file_util.h"
 #include "foundation/hash.h"
 #include "foundation/logging.h"
+#include "search/group_recovery.h"
 #include "search/table_result.h"
 #include "storage/doc_id_manager.h"
 #include "storage/index_manager.h"
@@ -60,6 +61,9 @@ index_mgr_t* index_mgr_create(const char* dir, const char* name) {
     index_mgr_free(mgr);
     return nullptr;
   }
+  // What a stopped process left is mended before anyone reads the stores; a
+  // repair that cannot be written leaves the group usable as it is.
+  recover_group_stores(dir, mgr->doc_mgr, mgr->index_mgr);
   return mgr;
 }
 
@@ -74,8 +78,11 @@ void index_mgr_free(index_mgr_t* mgr) {
 
 int index_mgr_save(index_mgr_t* mgr) {
   if (mgr == nullptr) return 0;
-  if (mgr->index_mgr != nullptr) mgr->index_mgr->save();
-  if (mgr->doc_mgr != nullptr) mgr->doc_mgr->save();
+  // Postings before the records that own them: a record on disk always has
+  // its postings there. A failed postings save therefore keeps the records
+  // where they were.
+  if (mgr->index_mgr != nullptr && mgr->index_mgr->save() != 0) return -1;
+  if (mgr->doc_mgr != nullptr && mgr->doc_mgr->save() != 0) return -1;
   if (mgr->log_mgr != nullptr) mgr->log_mgr->save();
   return 1;
 }
@@ -186,7 +193,8 @@ int GroupSearcher::open(ConfigManager* manager, const char* group_name) {
 }
 
 int GroupSearcher::saveLocked() {
-  if (m_groupCfg != nullptr) ini_ctx_save(m_groupCfg, false);
+  applySyncPolicy();
+  if (m_groupCfg != nullptr) ini_ctx_save_durable(m_groupCfg, false, m_durable);
   return index_mgr_save(m_indexMgr);
 }
 
@@ -218,7 +226,17 @@ int GroupSearcher::close() {
 
 void GroupSearcher::openStores(const char* dir) {
   m_indexMgr = index_mgr_create(dir, kBundleName);
+  m_durable = false;
   if (m_indexMgr != nullptr && !m_autoSave) setStoresAutoSave(false);
+  applySyncPolicy();
+}
+
+void GroupSearcher::applySyncPolicy() {
+  bool want = m_configMgr != nullptr && m_configMgr->syncWrites();
+  if (m_indexMgr == nullptr || want == m_durable) return;
+  m_durable = want;
+  m_indexMgr->index_mgr->setDurable(want);
+  m_indexMgr->doc_mgr->setDurable(want);
 }
 
 void GroupSearcher::setStoresAutoSave(bool on) {
@@ -295,22 +313,31 @@ int GroupSearcher::modifyDocLocked(const char* index_name, const char* db_name,
   int live_id = docs->getDocid(table->table_id, pkey, reusable_id, hash, stored_hash, key_crc);
   if (live_id >= 0) {
     if (stored_hash == hash) return 0;
-    docs->delDocid(static_cast<unsigned int>(live_id));
     addToLog(live_id, kLogDeleted);
   }
+  applySyncPolicy();
+  // The replaced document is retired only after its successor is in place,
+  // so that a process stopped in between leaves one of the two searchable.
   if (reusable_id >= 0) {
+    // Restoring retires every other document of the key, the live one too.
     docs->unDelDocid(static_cast<unsigned int>(reusable_id));
+    if (live_id >= 0) docs->delDocid(static_cast<unsigned int>(live_id));
     // The log names the replaced id, not the restored one; compaction
     // therefore also looks at the live store (see index_ellipse.cc).
     addToLog(live_id, kLogRestored);
     return 0;
   }
-  return addNewDoc(table, index, pkey, hash, key_crc, values);
+  bool saved = false;
+  int ret = addNewDoc(table, index, pkey, hash, key_crc, values, &saved);
+  // Unless the new document reached the disk, the old one's mark waits for
+  // the save that writes the new one.
+  if (live_id >= 0) docs->delDocid(static_cast<unsigned int>(live_id), saved);
+  return ret;
 }
 
 int GroupSearcher::addNewDoc(table_info_t* table, const index_info_t* index,
                              const char* pkey, unsigned int hash, unsigned int key_crc,
-                             char** values) {
+                             char** values, bool* saved) {
   bool auto_save = m_autoSave;
   LogManager* log = m_indexMgr->log_mgr;
   if (auto_save) {
@@ -328,9 +355,10 @@ int GroupSearcher::addNewDoc(table_info_t* table, const index_info_t* index,
     m_indexMgr->index_mgr->setAutoSave(true);
     m_indexMgr->doc_mgr->setAutoSave(true);
     if (log != nullptr) log->setAutoSave(true);
-    m_indexMgr->index_mgr->save();
-    m_indexMgr->doc_mgr->save();
-    if (log != nullptr) log->save();
+    // Postings first, then the record that owns them; a failed save leaves
+    // the document for the next one and the call reports it.
+    *saved = index_mgr_save(m_indexMgr) == 1;
+    if (!*saved) ret = -1;
   }
   return ret;
 }

@@ -232,9 +232,11 @@ class GroupSearcher {
   int modifyDocLocked(const char* index_name, const char* db_name,
                       const char* table_name, const char* pkey, int count,
                       char** values);
+  // Adds a document under a new id; with auto-save on also saves the stores
+  // and sets *saved when that succeeded (a failed save gives -1).
   int addNewDoc(table_info_t* table, const index_info_t* index,
                 const char* pkey, unsigned int hash, unsigned int key_crc,
-                char** values);
+                char** values, bool* saved);
   int clearDocLocked(void* ctx, const index_info_t* index,
                      const char* index_name, const char* db_name,
                      const char* table_name, clear_doc_callback callback);
@@ -242,6 +244,8 @@ class GroupSearcher {
   // stores start with auto-save on, so the group's setting is applied.
   void openStores(const char* dir);
   void setStoresAutoSave(bool on);
+  // Gives the stores the configuration manager's synchronous-write setting.
+  void applySyncPolicy();
   int saveLocked();
   void closeLocked();
   void lockUpdates();
@@ -268,6 +272,7 @@ class GroupSearcher {
   ReadWriteLock* m_indexLock;
   std::atomic<bool> m_autoSave;
   bool m_logging;                           // changes go to the operation log
+  bool m_durable = false;                   // stores flush saves to the device
 };
 
 }  // namespace mobile_search

@@ -154,6 +154,16 @@ bool Searcher::isAutoSave(const char* group) {
   return searcher == nullptr ? true : searcher->isAutoSave();
 }
 
+int Searcher::setSyncWrites(bool on) {
+  if (config_manager_ == nullptr) return -1;
+  config_manager_->setSyncWrites(on);
+  return 0;
+}
+
+bool Searcher::isSyncWrites() const {
+  return config_manager_ != nullptr && config_manager_->syncWrites();
+}
+
 int Searcher::getDelNum(const char* group) {
   GroupSearcher* searcher = getGroupSearcher(group);
   return searcher == nullptr ? -1 : searcher->getIndexDeleteCount();

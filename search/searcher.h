@@ -104,6 +104,13 @@ class Searcher {
   int getDelNum(const char* group);                    // -1
   int ellipse_index(const char* group, bool force);    // -1
 
+  // Synchronous writes for the whole engine, off by default. Off, whatever a
+  // call wrote survives the process being killed; on, saves, deletion marks
+  // and configuration files are also flushed to the device before the call
+  // returns, so they survive a power cut. 0, or -1 when not open.
+  int setSyncWrites(bool on);
+  bool isSyncWrites() const;
+
   // ---- All-group operations ----
 
   // save / close every group whose searcher is already open; 0.

@@ -10,6 +10,7 @@
 #include <cstring>
 #include <new>
 
+#include "foundation/durable_file.h"
 #include "storage/byte_order.h"
 
 namespace mobile_search {
@@ -49,6 +50,10 @@ MMapFile* BlockFiles::fileAt(int i) const {
 
 int BlockFiles::formatDataPath(char* out, int k) const {
   return snprintf(out, kPathMax, "%s/%s-%d", dir->toString(), name->toString(), k);
+}
+
+int BlockFiles::formatSealPath(char* out, int k) const {
+  return snprintf(out, kPathMax, "%s/%s-%d.seal", dir->toString(), name->toString(), k);
 }
 
 // Maps data file k and adds it to the list. A file of the wrong size is
@@ -98,21 +103,56 @@ int BlockFiles::openFiles(const char* d, const char* n) {
   if (got < 0) return 0;
   contentLen = got == 4 ? DecodeFixed32(raw) : 0;
   savedLen_ = got == 4 ? contentLen : -1;
+  repairs_ = OpenRepairs();
+  repairs_.claimedLen = contentLen;
+  pendingSeal_ = -1;
+
+  // A rewrite of a full file interrupted before its rename can only concern
+  // the file holding the recorded end of the content or the one before it.
+  int last = static_cast<int>(contentLen >> blockBits);
+  if ((last > 0 && !resolveSealCopy(last - 1)) || !resolveSealCopy(last)) return 0;
 
   for (int k = 0; k < kMaxDataFiles; ++k) {
     formatDataPath(path, k);
     if (access(path, F_OK) != 0) break;
     if (!openDataFile(k, true)) return 0;
   }
-  if (contentLen > totalSize) return 0;  // the info file claims missing content
+  // Data files lost after the length was recorded (a power cut without
+  // synchronous writes): keep what the files hold.
+  if (contentLen > totalSize) {
+    contentLen = totalSize;
+    repairs_.lengthCut = true;
+    if (saveContentLen() != 0) return 0;
+  }
   clearCache();
   return 1;
+}
+
+bool BlockFiles::resolveSealCopy(int k) {
+  char seal[kPathMax];
+  formatSealPath(seal, k);
+  if (access(seal, F_OK) != 0) return true;
+  unsigned long long end = static_cast<unsigned long long>(k + 1) << blockBits;
+  if (contentLen < end) {
+    // The length never covered the rewrite: the file is still as it was.
+    repairs_.sealDropped = true;
+    return unlink(seal) == 0;
+  }
+  char data[kPathMax];
+  formatDataPath(data, k);
+  if (rename(seal, data) != 0) return false;
+  repairs_.sealFinished = true;
+  fs_sync_dir(dir->toString());
+  return true;
 }
 
 int BlockFiles::expand() {
   if (dir == nullptr || name == nullptr || fileCount >= kMaxDataFiles) return 0;
   if (static_cast<unsigned long long>(totalSize) + getFileSize() > UINT_MAX) return 0;
-  return openDataFile(fileCount, false);
+  if (!openDataFile(fileCount, false)) return 0;
+  // The new file's name must be durable before a length points into it.
+  if (durable_) fs_sync_dir(dir->toString());
+  return 1;
 }
 
 int BlockFiles::append(const void* data, unsigned int n) {
@@ -124,37 +164,116 @@ int BlockFiles::append(const void* data, unsigned int n) {
   // The record must fit in the file that holds the append position. This is
   // the same test as "fits in the total size" whenever that file is the last.
   if (file == nullptr || inFile + static_cast<unsigned long long>(n) > file->getMapSize()) {
+    bool sealing = false;
     if (file != nullptr) {
       if (onFileFull != nullptr) {
         onFileFull(file, file->getMapSize());
         file->markDirty(0, file->getMapSize());  // the callback may rewrite it all
+        // The rewritten file goes to disk as a copy first; the data file
+        // itself is replaced only once the length covering it is recorded.
+        if (writeSealCopy(i) != 0) return -1;
+        sealing = true;
+      } else {
+        file->syncDirty(0, file->getMapSize());
       }
-      file->syncDirty(0, file->getMapSize());
       i += 1;
     }
-    if (fileAt(i) == nullptr && (i != fileCount || !expand())) return -1;
+    if (fileAt(i) == nullptr && (i != fileCount || !expand())) {
+      if (sealing) dropSealCopy(i - 1);
+      return -1;
+    }
     file = fileAt(i);
     contentLen = static_cast<unsigned int>(i) << blockBits;
     // A full file rewritten in place (sorted) no longer matches an older
     // content length that ends inside it, so the new length is recorded now.
-    if (onFileFull != nullptr) saveContentLen();
+    if (onFileFull != nullptr) {
+      if (sealing) pendingSeal_ = i - 1;
+      commitLength();
+    }
     clearCache();
   }
   if (file == nullptr) return -1;
   if (static_cast<unsigned long long>(contentLen) + n > INT_MAX) return -1;  // offsets are ints
   unsigned int off = contentLen & (size - 1);
   file->write(off, data, n);
+  bool written = true;
   if (autoSave) {
     if (syncFlush) {
       file->blockFlush(true, off, n);
     } else {
-      file->syncToDisk(off, n);
+      written = file->syncToDisk(off, n) == 0;
     }
   }
   unsigned int at = contentLen;
   contentLen += n;
-  if (autoSave) saveContentLen();
+  if (autoSave && written) commitLength();
   return static_cast<int>(at);
+}
+
+int BlockFiles::writeSealCopy(int i) {
+  MMapFile* file = fileAt(i);
+  const void* base = file == nullptr ? nullptr : file->safeOffset2Addr(0);
+  if (base == nullptr) return -1;
+  char path[kPathMax];
+  formatSealPath(path, i);
+  int fd = ::open(path, O_WRONLY | O_CREAT | O_TRUNC, 0644);
+  if (fd < 0) return -1;
+  bool ok = fs_write_all_at(fd, base, file->getMapSize(), 0) == 0 && (!durable_ || fs_data_sync(fd) == 0);
+  if (::close(fd) != 0) ok = false;
+  if (!ok) unlink(path);
+  return ok ? 0 : -1;
+}
+
+void BlockFiles::dropSealCopy(int i) {
+  char path[kPathMax];
+  formatSealPath(path, i);
+  unlink(path);
+}
+
+void BlockFiles::installSealCopy(int i) {
+  MMapFile* old = fileAt(i);
+  if (old == nullptr) return;
+  char seal[kPathMax], data[kPathMax];
+  formatSealPath(seal, i);
+  formatDataPath(data, i);
+  // A failed rename leaves the copy for the next openFiles, which moves it
+  // in since the recorded length covers the file.
+  if (rename(seal, data) != 0) return;
+  if (durable_) fs_sync_dir(dir->toString());
+  // The old mapping holds the rewritten bytes privately; mapping the new
+  // file instead gives that memory back and drops the unlinked old file.
+  MMapFile* fresh = new (std::nothrow) MMapFile(getFileSize(), clearFullFiles, false, true);
+  if (fresh == nullptr || fresh->openFile(data, static_cast<int>(strnlen(data, kPathMax))) != 1 ||
+      files.set(static_cast<unsigned int>(i), static_cast<const void*>(fresh)) != RET_OK) {
+    delete fresh;
+    return;
+  }
+  old->close(false);
+  delete old;
+  if (clearFullFiles) fresh->clearCache();
+}
+
+int BlockFiles::rewriteFullFile(int i, int (*rewrite)(MMapFile*, unsigned int)) {
+  MMapFile* file = fileAt(i);
+  unsigned int used = 0;
+  if (file == nullptr || rewrite == nullptr || getBlockAddress(i, used) == nullptr ||
+      used != file->getMapSize()) {
+    return -1;
+  }
+  rewrite(file, used);
+  file->markDirty(0, used);
+  if (writeSealCopy(i) != 0) return -1;
+  installSealCopy(i);
+  return 0;
+}
+
+int BlockFiles::truncateContent(unsigned int len) {
+  if (len >= contentLen) return 0;
+  // Content of a file that onFileFull already rewrote cannot take appends
+  // again, so the cut stays inside the file holding the end.
+  if (onFileFull != nullptr && (len >> blockBits) != ((contentLen - 1) >> blockBits)) return -1;
+  contentLen = len;
+  return commitLength();
 }
 
 int BlockFiles::read(unsigned int offset, void* dst, int& n) {
@@ -203,6 +322,7 @@ int BlockFiles::saveContentLen() {
   if (savedLen_ == static_cast<long long>(contentLen)) return 0;
   unsigned char raw[4];
   EncodeFixed32(raw, contentLen);
+  infoUnsynced_ = true;
   if (pwrite(infoFd, raw, sizeof(raw), 0) != static_cast<ssize_t>(sizeof(raw))) {
     savedLen_ = -1;
     return -1;
@@ -211,12 +331,35 @@ int BlockFiles::saveContentLen() {
   return 0;
 }
 
+int BlockFiles::commitLength() {
+  int rc = 0;
+  if (durable_) {
+    for (int i = 0; i < fileCount; ++i) {
+      if (fileAt(i)->dataSync() != 0) rc = -1;
+    }
+  }
+  if (rc == 0 && saveContentLen() != 0) rc = -1;
+  if (rc == 0 && durable_ && infoUnsynced_) {
+    if (fs_data_sync(infoFd) != 0) {
+      rc = -1;
+    } else {
+      infoUnsynced_ = false;
+    }
+  }
+  if (rc == 0 && pendingSeal_ >= 0) {
+    installSealCopy(pendingSeal_);
+    pendingSeal_ = -1;
+  }
+  return rc;
+}
+
 void BlockFiles::saveLastBytes(unsigned int n) {
   if (n > contentLen) return;
   // Every file the last n bytes touch; a part that lies in an earlier,
   // already written-back file costs nothing.
   unsigned int from = contentLen - n;
   unsigned int size = getFileSize();
+  bool ok = true;
   for (int i = static_cast<int>(from >> blockBits); n > 0 && i <= static_cast<int>((contentLen - 1) >> blockBits);
        ++i) {
     MMapFile* file = fileAt(i);
@@ -225,30 +368,39 @@ void BlockFiles::saveLastBytes(unsigned int n) {
     unsigned int lo = from > start ? static_cast<unsigned int>(from - start) : 0;
     unsigned long long endAbs = contentLen - start;
     unsigned int hi = endAbs < size ? static_cast<unsigned int>(endAbs) : size;
-    if (hi > lo) file->syncDirty(lo, hi - lo);
+    if (hi > lo && file->syncDirty(lo, hi - lo) != 0) ok = false;
   }
-  saveContentLen();
+  if (ok) commitLength();
 }
 
-int BlockFiles::writeBackFile(int i, bool viaMsync) {
+bool BlockFiles::isActiveFile(int i, unsigned int used) const {
+  return i == fileCount - 1 || used < fileAt(i)->getMapSize();
+}
+
+int BlockFiles::writeBackData(int i, bool viaMsync) {
   MMapFile* file = fileAt(i);
   if (file == nullptr) return -1;
   unsigned int used = 0;
   getBlockAddress(i, used);
   // The active file (normally the last) is written up to the end of the
-  // content, with the content length; a file the content has passed is
-  // written whole, unless full files are settled.
-  if (i == fileCount - 1 || used < file->getMapSize()) {
-    int rc = 0;
-    if (used > 0) {
-      rc = viaMsync ? (file->blockFlush(syncFlush, 0, used) ? 0 : -1) : file->syncDirty(0, used);
-    }
-    if (saveContentLen() != 0) rc = -1;
-    return rc;
+  // content; a file the content has passed is written whole, unless full
+  // files are settled.
+  if (isActiveFile(i, used)) {
+    if (used == 0) return 0;
+    if (viaMsync) return file->blockFlush(syncFlush, 0, used) ? 0 : -1;
+    return file->syncDirty(0, used);
   }
   if (clearFullFiles) return 0;
   if (viaMsync) return file->flush(syncFlush) ? 0 : -1;
   return file->syncDirty(0, file->getMapSize());
+}
+
+// The content length is recorded only after the data it covers was written.
+int BlockFiles::writeBackFile(int i, bool viaMsync) {
+  int rc = writeBackData(i, viaMsync);
+  unsigned int used = 0;
+  if (rc == 0 && getBlockAddress(i, used) != nullptr && isActiveFile(i, used)) rc = commitLength();
+  return rc;
 }
 
 int BlockFiles::syncFile(int i) { return writeBackFile(i, false); }
@@ -256,8 +408,12 @@ int BlockFiles::syncFile(int i) { return writeBackFile(i, false); }
 int BlockFiles::flushFile(int i) { return writeBackFile(i, true); }
 
 int BlockFiles::sync() {
-  for (int i = 0; i < fileCount; ++i) syncFile(i);
-  return 1;
+  bool ok = true;
+  for (int i = 0; i < fileCount; ++i) {
+    if (writeBackData(i, false) != 0) ok = false;
+  }
+  if (ok && commitLength() != 0) ok = false;
+  return ok ? 1 : 0;
 }
 
 int BlockFiles::clearCache() {
@@ -278,9 +434,17 @@ int BlockFiles::closeFiles() {
   if (infoFd >= 0) ::close(infoFd);
   infoFd = -1;
   savedLen_ = -1;
+  infoUnsynced_ = false;
+  pendingSeal_ = -1;
   totalSize = contentLen = 0;
   fileCount = 0;
   return 1;
+}
+
+int BlockFiles::writeThrough(int i, unsigned int offset, unsigned int n) {
+  MMapFile* file = fileAt(i);
+  if (file == nullptr || file->syncDirty(offset, n) != 0) return -1;
+  return durable_ ? file->dataSync() : 0;
 }
 
 void BlockFiles::markDirty(int i, unsigned int offset, unsigned int n) {

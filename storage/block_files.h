@@ -20,11 +20,21 @@
 // report it with markDirty), so a save costs what changed, not the store
 // size; the files end up exactly as a whole-range write-back would leave them.
 //
+// Crash safety: the info file only ever names content whose bytes were
+// written first. A full file that onFileFull rewrites (the postings sort) is
+// written whole to "D/N-<i>.seal" and renamed over "D/N-<i>" only after the
+// content length that covers it was recorded; openFiles finishes or drops
+// such a copy, so a killed process leaves the file either as it was or
+// wholly rewritten. With setDurable(true) every save also flushes the data
+// files to the device before the info file that points into them, and the
+// directory after a file was created or renamed.
+//
 // Ownership: the store owns its MMapFile objects, path buffers and the info
 // descriptor. Threads: no locking inside; the owning searcher serialises use.
 // Failures: return values only (documented per function), nothing is logged;
-// write-back failures are ignored by append, sync and saveLastBytes, and the
-// bytes concerned stay dirty so a later save retries them.
+// write-back failures are ignored by append and saveLastBytes, reported by
+// sync and syncFile, and the bytes concerned stay dirty so a later save
+// retries them; the content length is never recorded past bytes that failed.
 #ifndef KS_STORAGE_BLOCK_FILES_H_
 #define KS_STORAGE_BLOCK_FILES_H_
 
@@ -51,10 +61,36 @@ class BlockFiles {
 
   // Opens or creates the info file and maps every numbered data file up to
   // the first missing number. 1 on success; 0 for null arguments, an info
-  // file that cannot be opened or read, a data file that cannot be mapped or
-  // has the wrong size while holding content, or an info file claiming more
-  // content than the data files hold. Files opened so far stay in the list.
+  // file that cannot be opened or read, or a data file that cannot be mapped
+  // or has the wrong size while holding content. Files opened so far stay in
+  // the list. An interrupted rewrite of a full file is finished or dropped
+  // first, and an info file claiming more content than the data files hold
+  // is cut back to what they hold (see openRepairs).
   int openFiles(const char* dir, const char* name);
+
+  // What openFiles had to mend, for the owner to report.
+  struct OpenRepairs {
+    unsigned int claimedLen = 0;   // content length the info file claimed
+    bool lengthCut = false;        // it reached past the data files
+    bool sealFinished = false;     // a recorded rewrite was moved in place
+    bool sealDropped = false;      // an unrecorded rewrite was thrown away
+  };
+  const OpenRepairs& openRepairs() const { return repairs_; }
+
+  // Cuts the content back to `len` bytes (no effect when len >= contentLen)
+  // and records the new length at once. For owners that find, at open, that
+  // the tail of their content was never completely written. 0, or -1 when
+  // the length cannot be recorded.
+  int truncateContent(unsigned int len);
+
+  // Rewrites full data file i in place through `rewrite` (as onFileFull does)
+  // with the same crash-safe replacement as a file that fills up. For owners
+  // that find, at open, a full file whose order is broken. 0, or -1.
+  int rewriteFullFile(int i, int (*rewrite)(MMapFile*, unsigned int));
+
+  // Flush data and info to the device on every save (see above).
+  void setDurable(bool on) { durable_ = on; }
+  bool isDurable() const { return durable_; }
 
   // Appends a record; returns its content offset, or -1 for null data,
   // n == 0, n larger than a data file, or a data file that cannot be added.
@@ -103,7 +139,8 @@ class BlockFiles {
   // changed since their last write-back are written. 0, or -1 when a write
   // failed.
   int syncFile(int i);
-  // syncFile for every file in order; returns 1.
+  // Writes back every file as syncFile would, then records the content
+  // length. 1, or 0 when a write failed (the length is then not recorded).
   int sync();
   // As syncFile with msync instead of positioned writes (see MMapFile).
   int flushFile(int i);
@@ -118,13 +155,35 @@ class BlockFiles {
   // Records that the owner changed bytes [offset, offset + n) of data file i
   // through an address, so the next save writes them back.
   void markDirty(int i, unsigned int offset, unsigned int n);
+  // Writes back the changed bytes inside [offset, offset + n) of data file i
+  // alone (flushed when durable), leaving every other change for the next
+  // save and the content length as recorded. 0, or -1.
+  int writeThrough(int i, unsigned int offset, unsigned int n);
 
  private:
   MMapFile* fileAt(int i) const;
   int formatDataPath(char* out, int k) const;
   int openDataFile(int k, bool mustExist);
-  // Writes back the used or whole range of file i that the rules above name.
+  // The file holding the end of the content (or a spare one after it).
+  bool isActiveFile(int i, unsigned int used) const;
+  // Writes back the used or whole range of file i that the rules above name,
+  // without the content length. 0, or -1 when a write failed.
+  int writeBackData(int i, bool viaMsync);
+  // writeBackData, then commitLength for the active file.
   int writeBackFile(int i, bool viaMsync);
+  // Flushes written data files when durable, then records the content length
+  // (flushed too when durable) and moves a waiting sealed copy into place.
+  // 0, or -1.
+  int commitLength();
+  int formatSealPath(char* out, int k) const;
+  // Writes full file i, as rewritten in memory, to its ".seal" copy.
+  int writeSealCopy(int i);
+  // Renames the ".seal" copy of file i over it and maps the new file.
+  void installSealCopy(int i);
+  void dropSealCopy(int i);
+  // At open: the ".seal" copy of file k goes in place when the recorded
+  // length covers file k, and is removed otherwise. False when neither works.
+  bool resolveSealCopy(int k);
 
   unsigned int totalSize;
   unsigned int contentLen;
@@ -139,6 +198,10 @@ class BlockFiles {
   bool autoSave;
   bool syncFlush;
   long long savedLen_;  // content length last written to the info file, -1 unknown
+  bool durable_ = false;
+  bool infoUnsynced_ = false;  // info written since its last flush
+  int pendingSeal_ = -1;  // file whose sealed copy waits for its length to be recorded
+  OpenRepairs repairs_;
 };
 
 }  // namespace mobile_search

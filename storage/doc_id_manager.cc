@@ -123,9 +123,11 @@ int DocIdManager::open(const char* dir) {
   }
   // The count comes from the walk: content length / 19 overcounts once the
   // spare bytes at the end of several files add up to a whole record.
+  cutUnwrittenTail();
+  retiredDuplicates = 0;
   unsigned int walked = 0;
   ForEachRecord(idStore, 0, [this, &walked](unsigned int id, pkey_docid_t* rec) {
-    addMapValue(rec, id);
+    mapRecordAtOpen(rec, id);
     walked = id + 1;
     return true;
   });
@@ -133,6 +135,85 @@ int DocIdManager::open(const char* dir) {
   opened = true;
   mutex->unlock();
   return 0;
+}
+
+namespace {
+
+// Content length of a store holding n records.
+unsigned int LengthOfRecords(unsigned int n) {
+  if (n == 0) return 0;
+  unsigned int last = n - 1;
+  return ((last / DocIdManager::kRecordsPerFile) << 21) +
+         (last % DocIdManager::kRecordsPerFile + 1) * pkey_docid_t::kSize;
+}
+
+}  // namespace
+
+// A record is never all zero (its key is not empty), and a long key is
+// written to the key store before its record: a record at the end that
+// breaks either rule was never completely written.
+void DocIdManager::cutUnwrittenTail() {
+  cutRecords = 0;
+  unsigned int n = 0;
+  ForEachRecord(idStore, 0, [&n](unsigned int id, pkey_docid_t*) {
+    n = id + 1;
+    return true;
+  });
+  unsigned int keep = n;
+  while (keep > 0) {
+    unsigned int d = keep - 1;
+    unsigned int len = 0;
+    const unsigned char* base = static_cast<const unsigned char*>(
+        idStore->getBlockAddress(static_cast<int>(d / kRecordsPerFile), len));
+    if (base == nullptr) break;
+    pkey_docid_t rec;
+    memcpy(rec.bytes, base + (d % kRecordsPerFile) * pkey_docid_t::kSize, pkey_docid_t::kSize);
+    bool unwritten = rec.tableId() == 0 && rec.keyLen() == 0 && rec.deleted() == 0;
+    bool keyMissing = rec.longKey() && static_cast<unsigned long long>(rec.keyOffset()) + rec.keyLen() >
+                                           keyStore->getContentLen();
+    if (!unwritten && !keyMissing) break;
+    --keep;
+  }
+  if (keep < n && idStore->truncateContent(LengthOfRecords(keep)) == 0) cutRecords = n - keep;
+}
+
+void DocIdManager::mapRecordAtOpen(pkey_docid_t* rec, unsigned int docid) {
+  addMapValue(rec, docid);
+  if (rec->deleted() != 0 || rec->keyLen() == 0 || rec->contentSum() == 0 || rec->tableId() == 0) return;
+  _DArray* bucket = bucketOf(mapHash(rec));
+  // The engine keeps at most one live record per key; two are what a process
+  // stopped between writing a successor and retiring its predecessor leaves.
+  for (unsigned int i = 0; bucket != nullptr && i < darray_length(bucket); ++i) {
+    unsigned int e = static_cast<unsigned int>(darray_get_by_index(bucket, i));
+    pkey_docid_t* other = e == docid ? nullptr : getDocInfoById(static_cast<int>(e));
+    if (other == nullptr || other->deleted() != 0) continue;
+    setDeletedByte(e, other, 1);
+    writeMark(e);
+    ++retiredDuplicates;
+  }
+}
+
+int DocIdManager::reserveDeletedIds(unsigned int upTo) {
+  if (!opened) return -1;
+  pkey_docid_t rec;
+  memset(rec.bytes, 0, sizeof(rec.bytes));
+  rec.bytes[10] = 1;
+  mutex->lock();
+  int rc = 0;
+  while (rc == 0 && docCount <= upTo) {
+    if (idStore->append(rec.bytes, pkey_docid_t::kSize) < 0) {
+      rc = -1;
+    } else {
+      ++docCount;
+    }
+  }
+  mutex->unlock();
+  return rc == 0 && idStore->sync() == 1 ? 0 : -1;
+}
+
+void DocIdManager::setDurable(bool on) {
+  idStore->setDurable(on);
+  keyStore->setDurable(on);
 }
 
 int DocIdManager::addPKey(unsigned int tableId, const char* pkey, unsigned int contentSum,
@@ -253,41 +334,53 @@ void DocIdManager::setDeletedByte(unsigned int docid, pkey_docid_t* rec, unsigne
                      (docid % kRecordsPerFile) * pkey_docid_t::kSize + 10, 1);
 }
 
-// Reviving one document of a key retires every other document of that key;
-// a deletion touches only the document itself.
-void DocIdManager::setMapValue(const pkey_docid_t* rec, unsigned int docid, unsigned char deleted) {
-  mutex->lock();
-  _DArray* bucket = bucketOf(mapHash(rec));
-  for (unsigned int i = 0; bucket != nullptr && i < darray_length(bucket); ++i) {
-    unsigned int e = static_cast<unsigned int>(darray_get_by_index(bucket, i));
-    pkey_docid_t* other = getDocInfoById(static_cast<int>(e));
-    if (other == nullptr) continue;
-    if (e != docid) {
-      if (deleted == 0) setDeletedByte(e, other, 1);
-    } else if (other->contentSum() == rec->contentSum()) {
-      setDeletedByte(e, other, deleted);
-    }
-  }
-  mutex->unlock();
-  // Only the file of `docid` is written back here, also when another
-  // document's flag changed in a different file (a later save writes it).
-  // It is written back even when the record has no bucket (checksum 0), so
-  // its own mark, set before this call, is not left only in memory.
-  syncToFile(static_cast<int>(docid));
+// Only the mark's byte goes to the file, so records appended since the last
+// save (whose postings may not be on disk) are not written with it.
+void DocIdManager::writeMark(unsigned int docid) {
+  idStore->writeThrough(static_cast<int>(docid / kRecordsPerFile),
+                        (docid % kRecordsPerFile) * pkey_docid_t::kSize + 10, 1);
 }
 
-int DocIdManager::setDeleted(unsigned int docid, unsigned char deleted) {
+// Reviving one document of a key retires every other document of that key;
+// a deletion touches only the document itself. The document's own mark is
+// written first, so a process stopped in between leaves two live records of
+// the key (which open() resolves), never none.
+void DocIdManager::setMapValue(const pkey_docid_t* rec, unsigned int docid, unsigned char deleted,
+                               bool writeBack) {
+  mutex->lock();
+  _DArray* bucket = bucketOf(mapHash(rec));
+  unsigned int n = bucket == nullptr ? 0 : darray_length(bucket);
+  for (unsigned int i = 0; i < n; ++i) {
+    unsigned int e = static_cast<unsigned int>(darray_get_by_index(bucket, i));
+    pkey_docid_t* self = e == docid ? getDocInfoById(static_cast<int>(e)) : nullptr;
+    if (self != nullptr && self->contentSum() == rec->contentSum()) setDeletedByte(e, self, deleted);
+  }
+  if (writeBack) writeMark(docid);
+  for (unsigned int i = 0; deleted == 0 && i < n; ++i) {
+    unsigned int e = static_cast<unsigned int>(darray_get_by_index(bucket, i));
+    pkey_docid_t* other = e != docid ? getDocInfoById(static_cast<int>(e)) : nullptr;
+    if (other == nullptr || other->deleted() == 1) continue;
+    setDeletedByte(e, other, 1);
+    if (writeBack) writeMark(e);
+  }
+  mutex->unlock();
+}
+
+int DocIdManager::setDeleted(unsigned int docid, unsigned char deleted, bool writeBack) {
   if (docid > 0x7FFFFFFFu) return -1;
   pkey_docid_t* rec = getDocInfoById(static_cast<int>(docid));
   if (rec == nullptr) return -1;
   setDeletedByte(docid, rec, deleted);
-  setMapValue(rec, docid, deleted);
+  // A record without a bucket (checksum 0) still gets its own mark written.
+  setMapValue(rec, docid, deleted, writeBack);
   return 0;
 }
 
-int DocIdManager::delDocid(unsigned int docid) { return setDeleted(docid, 1); }
+int DocIdManager::delDocid(unsigned int docid) { return setDeleted(docid, 1, true); }
 
-int DocIdManager::unDelDocid(unsigned int docid) { return setDeleted(docid, 0); }
+int DocIdManager::delDocid(unsigned int docid, bool writeBack) { return setDeleted(docid, 1, writeBack); }
+
+int DocIdManager::unDelDocid(unsigned int docid) { return setDeleted(docid, 0, true); }
 
 void DocIdManager::getAllDelDocid(BinarySet* out) {
   if (!opened || out == nullptr) return;
@@ -327,8 +420,8 @@ void DocIdManager::setAutoSave(bool on) {
 }
 
 int DocIdManager::save() {
-  if (!opened || idStore->sync() != 1) return -1;
-  return keyStore->sync() == 1 ? 0 : -1;
+  if (!opened || keyStore->sync() != 1) return -1;
+  return idStore->sync() == 1 ? 0 : -1;
 }
 
 int DocIdManager::close() {

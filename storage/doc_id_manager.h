@@ -22,6 +22,14 @@
 // the 8 inline key bytes, to the ids that share it, in the order added. The
 // hash is trusted: ids in one bucket count as the same key.
 //
+// Crash safety: a deletion mark is written back alone (its one byte), never
+// with records appended since the last save, so the id store on disk only
+// names documents whose postings were saved before them; reviving a
+// document writes its own mark before retiring the others. open() mends
+// what an interrupted process can leave: records at the end that were never
+// written (all zero, or naming a key the key store does not hold) are cut
+// off, and of two live records of one key the older is retired.
+//
 // Ownership: the manager owns both stores, the map and its buckets.
 // Threads: the internal mutex guards the map and the document count; record
 // bytes are read and written without it (the group searcher's locks
@@ -102,6 +110,22 @@ class DocIdManager {
   // has one, its mark stays in memory until the id is allocated).
   int delDocid(unsigned int docid);
   int unDelDocid(unsigned int docid);
+  // delDocid whose mark, with writeBack false, waits for the next save: for
+  // a replaced document whose successor is not on disk yet.
+  int delDocid(unsigned int docid, bool writeBack);
+
+  // Appends deleted records without a key or table until `upTo` has a
+  // record, and saves: at open, postings found for ids whose records were
+  // never written are thereby owned by deleted documents. 0, or -1.
+  int reserveDeletedIds(unsigned int upTo);
+
+  // What open() mended: records cut off the end, live duplicates retired.
+  unsigned int openCutRecords() const { return cutRecords; }
+  unsigned int openRetiredDuplicates() const { return retiredDuplicates; }
+  const BlockFiles::OpenRepairs& idStoreRepairs() const { return idStore->openRepairs(); }
+
+  // Flush saves and marks to the device (see BlockFiles::setDurable).
+  void setDurable(bool on);
 
   // Every deleted id, ascending, into `out`.
   void getAllDelDocid(BinarySet* out);
@@ -116,7 +140,8 @@ class DocIdManager {
   bool isAutoSave() const { return autoSave; }
   bool isOpened() const { return opened; }
 
-  // Writes back both stores. 0, or -1 when not open or a store fails.
+  // Writes back both stores, keys first so that no saved record names a key
+  // that is not on disk. 0, or -1 when not open or a store fails.
   int save();
   // Closes both stores without writing back. 0, or -1 when not open.
   int close();
@@ -136,8 +161,13 @@ class DocIdManager {
  private:
   static unsigned int mapHash(const pkey_docid_t* rec);
   void addMapValue(const pkey_docid_t* rec, unsigned int docid);
-  void setMapValue(const pkey_docid_t* rec, unsigned int docid, unsigned char deleted);
-  int setDeleted(unsigned int docid, unsigned char deleted);
+  void setMapValue(const pkey_docid_t* rec, unsigned int docid, unsigned char deleted, bool writeBack);
+  int setDeleted(unsigned int docid, unsigned char deleted, bool writeBack);
+  void writeMark(unsigned int docid);
+  // open(): cut records that were never written off the end.
+  void cutUnwrittenTail();
+  // open(): adds a record to the map, retiring an older live one of its key.
+  void mapRecordAtOpen(pkey_docid_t* rec, unsigned int docid);
   void setDeletedByte(unsigned int docid, pkey_docid_t* rec, unsigned char deleted);
   _DArray* bucketOf(unsigned int hash);
   void freeMap();
@@ -151,6 +181,8 @@ class DocIdManager {
   unsigned int docCount;
   bool autoSave;
   bool opened;
+  unsigned int cutRecords = 0;
+  unsigned int retiredDuplicates = 0;
 };
 
 }  // namespace mobile_search

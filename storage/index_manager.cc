@@ -222,8 +222,91 @@ int IndexManager::getTerm(unsigned int sign, IndexTerm* term, int field) {
 }
 
 int IndexManager::save() {
-  if (store != nullptr && store->blockNumber() > 0) store->syncFile(store->blockNumber() - 1);
-  return 0;
+  if (store == nullptr || store->blockNumber() == 0) return 0;
+  // The file holding the end of the content; a spare file after it (left by
+  // an interrupted expand) holds nothing.
+  int active = static_cast<int>(store->getContentLen() >> 21);
+  if (active >= store->blockNumber()) active = store->blockNumber() - 1;
+  return store->syncFile(active) == 0 ? 0 : -1;
+}
+
+namespace {
+
+bool AllZero(const _idx2_unit_t* rec) {
+  for (unsigned char b : rec->bytes) {
+    if (b != 0) return false;
+  }
+  return true;
+}
+
+bool InOrder(const unsigned char* base, unsigned int count) {
+  for (unsigned int i = 1; i < count; ++i) {
+    if (Greater(base + static_cast<size_t>(i - 1) * kRec, base + static_cast<size_t>(i) * kRec)) return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+// Postings are appended in doc-id order, document after document, and the
+// document store is saved after the postings: after a stop, postings of
+// documents whose records never reached the disk sit at the end of the
+// content. Those still in the active file are cut off; those that went into
+// a full file (sorted, so they cannot be cut) are reported for the caller to
+// cover with deleted documents.
+int IndexManager::repairAtOpen(unsigned int docCount, IndexRepairs* out) {
+  IndexRepairs r;
+  if (!opened || store == nullptr) return -1;
+  int rc = 0;
+  int files = store->blockNumber();
+  int lastFull = -1;
+  for (int f = 0; f < files; ++f) {
+    unsigned int len = 0;
+    if (store->getBlockAddress(f, len) != nullptr && len == kFullFile) lastFull = f;
+  }
+  // Only the most recently filled file can have been cut short by a power
+  // cut while it was being replaced; an earlier one was settled long before.
+  if (lastFull >= 0) {
+    unsigned int len = 0;
+    const unsigned char* base = static_cast<const unsigned char*>(store->getBlockAddress(lastFull, len));
+    if (!InOrder(base, len / kRec)) {
+      if (store->rewriteFullFile(lastFull, idx_sort_full_file) != 0) rc = -1;
+      r.resorted = true;
+    }
+  }
+  for (int f = lastFull; f >= 0; --f) {
+    unsigned int len = 0;
+    const unsigned char* base = static_cast<const unsigned char*>(store->getBlockAddress(f, len));
+    long long highest = -1;
+    for (unsigned int i = 0; base != nullptr && i < len / kRec; ++i) {
+      unsigned int d = RecordAt(base, i)->docid();
+      if (d >= docCount && static_cast<long long>(d) > highest) highest = d;
+    }
+    if (highest < 0) break;  // earlier files hold older documents only
+    if (highest > r.reserveUpTo) r.reserveUpTo = highest;
+  }
+  unsigned long long covered = r.reserveUpTo >= 0 ? static_cast<unsigned long long>(r.reserveUpTo) + 1 : docCount;
+  unsigned int end = store->getContentLen();
+  unsigned int activeStart = lastFull >= 0 ? static_cast<unsigned int>(lastFull + 1) << 21 : 0;
+  unsigned int keep = end;
+  int active = static_cast<int>(activeStart >> 21);
+  unsigned int len = 0;
+  const unsigned char* base = static_cast<const unsigned char*>(store->getBlockAddress(active, len));
+  if (base != nullptr && end > activeStart) {
+    unsigned int n = len / kRec;
+    while (n > 0 && AllZero(RecordAt(base, n - 1))) {
+      --n;
+      ++r.unwritten;
+    }
+    while (n > 0 && RecordAt(base, n - 1)->docid() >= covered) {
+      --n;
+      ++r.orphans;
+    }
+    keep = activeStart + n * kRec;
+  }
+  if (keep < end && store->truncateContent(keep) != 0) rc = -1;
+  if (out != nullptr) *out = r;
+  return rc;
 }
 
 int IndexManager::close() {

@@ -75,7 +75,8 @@ class IndexManager {
   typedef void (*posting_visit_fn)(void* user, const _idx2_unit_t* rec);
   int visitTerm(unsigned int sign, int field, posting_visit_fn visit, void* user);
 
-  // Writes back the active file and the content length. 0.
+  // Writes back the active file and the content length. 0, or -1 when a
+  // write failed (the recorded length then stays where it was).
   int save();
   // save() then closes the store. 0.
   int close();
@@ -93,6 +94,21 @@ class IndexManager {
   // Compaction, second step (run on the new index): carries over postings
   // of src whose doc id `keep` holds, as doc id base + position in keep.
   int compose_rest_by_log(IndexManager* src, int start, int maxPos, BinarySet* keep, int base);
+
+  // Mends, right after open, what a stopped process or a power cut can leave
+  // in the postings of a group whose document store holds `docCount`
+  // records; see IndexRepairs. 0, or -1 when a repair could not be written.
+  struct IndexRepairs {
+    unsigned int unwritten = 0;     // all-zero records cut off the end
+    bool resorted = false;          // the last full file was out of order and sorted again
+    unsigned int orphans = 0;       // postings past the last document cut off the end
+    long long reserveUpTo = -1;     // highest doc id of postings in full files with no document
+  };
+  int repairAtOpen(unsigned int docCount, IndexRepairs* out);
+
+  // Flush saves to the device (see BlockFiles::setDurable).
+  void setDurable(bool on) { store->setDurable(on); }
+  const BlockFiles::OpenRepairs& storeRepairs() const { return store->openRepairs(); }
 
   // Store access for whole-index walks and tests.
   BlockFiles* getStore() { return store; }

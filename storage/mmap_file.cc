@@ -9,21 +9,15 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "foundation/durable_file.h"
+
 namespace mobile_search {
 
 namespace {
 
 // pwrite that resumes after interruptions; true when all n bytes went out.
 bool WriteAll(int fd, const char* src, size_t n, off_t at) {
-  while (n > 0) {
-    ssize_t w = ::pwrite(fd, src, n, at);
-    if (w < 0 && errno == EINTR) continue;
-    if (w <= 0) return false;
-    src += w;
-    at += w;
-    n -= static_cast<size_t>(w);
-  }
-  return true;
+  return fs_write_all_at(fd, src, n, static_cast<long long>(at)) == 0;
 }
 
 }  // namespace
@@ -69,6 +63,7 @@ void MMapFile::failOpen() {
   fileSize = mapSize = 0;
   addr = nullptr;
   opened = false;
+  unsynced_ = false;
   dirty_.reset(0);
 }
 
@@ -126,6 +121,7 @@ int MMapFile::flush(bool sync) { return blockFlush(sync, 0, mapSize); }
 int MMapFile::syncToDisk(unsigned int offset, unsigned int n) {
   if (addr == nullptr || !opened || n == 0) return -1;
   if (static_cast<unsigned long long>(offset) + n > mapSize) return -1;
+  unsynced_ = true;
   if (!WriteAll(fd, static_cast<const char*>(addr) + offset, n, offset)) return -1;
   dirty_.clear(offset, n);
   return 0;
@@ -137,10 +133,20 @@ int MMapFile::syncDirty(unsigned int offset, unsigned int n) {
   if (addr == nullptr || !opened) return -1;
   const char* base = static_cast<const char*>(addr);
   int out = fd;
-  bool ok = dirty_.flush(offset, n, [base, out](uint32_t off, uint32_t len) {
+  bool* unsynced = &unsynced_;
+  bool ok = dirty_.flush(offset, n, [base, out, unsynced](uint32_t off, uint32_t len) {
+    *unsynced = true;
     return WriteAll(out, base + off, len, off);
   });
   return ok ? 0 : -1;
+}
+
+int MMapFile::dataSync() {
+  if (!opened || fd < 0) return -1;
+  if (!unsynced_) return 0;
+  if (fs_data_sync(fd) != 0) return -1;
+  unsynced_ = false;
+  return 0;
 }
 
 void MMapFile::markDirty(unsigned int offset, unsigned int n) {
@@ -189,6 +195,7 @@ int MMapFile::close(bool sync) {
   fileSize = mapSize = 0;
   fd = -1;
   dirty_.reset(0);
+  unsynced_ = false;
   return ok;
 }
 

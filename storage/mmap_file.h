@@ -60,6 +60,11 @@ class MMapFile {
   // written stay dirty).
   int syncDirty(unsigned int offset, unsigned int n);
 
+  // Flushes to the device (fdatasync) what positioned writes have written
+  // since the last flush; nothing to do gives 0. 0, or -1 when not opened or
+  // the flush fails (the writes then stay pending).
+  int dataSync();
+
   // Records that the caller changed mapped bytes [offset, offset + n)
   // through an address (safeOffset2Addr). Ranges are clipped to the mapping.
   void markDirty(unsigned int offset, unsigned int n);
@@ -105,6 +110,7 @@ class MMapFile {
   int mapFlags;
   bool clearCacheEnabled;
   DirtyMap dirty_;
+  bool unsynced_ = false;  // positioned writes not yet flushed by dataSync
 };
 
 }  // namespace mobile_search

@@ -196,7 +196,8 @@ TEST(BlockFilesTest, BadInputFailsWithoutCrashing) {
     int want;
   } cases[] = {
       {"ok", [](const std::string&) {}, 1},
-      {"claims", [](const std::string& b) { remove((b + "-2").c_str()); }, 0},  // info claims more
+      // An info file claiming more than the files hold is cut back to them.
+      {"claims", [](const std::string& b) { remove((b + "-2").c_str()); }, 1},
       {"short", [](const std::string& b) { EXPECT_EQ(0, truncate((b + "-1").c_str(), 5000)); }, 0},
       {"empty", [](const std::string& b) { EXPECT_EQ(0, truncate((b + "-0").c_str(), 0)); }, 0},
       {"isdir", [](const std::string& b) { ReplaceWithDir(b + "-1"); }, 0},
@@ -209,6 +210,10 @@ TEST(BlockFilesTest, BadInputFailsWithoutCrashing) {
     c.damage(dir.file(c.name));
     BlockFiles s(14, nullptr, false, false);
     EXPECT_EQ(c.want, s.openFiles(dir.path().c_str(), c.name)) << c.name;
+    if (std::string(c.name) == "claims") {
+      EXPECT_TRUE(s.openRepairs().lengthCut);
+      EXPECT_EQ(2u << 14, s.getContentLen());
+    }
   }
 
   // An empty file beyond the content is what an interrupted expand leaves:
