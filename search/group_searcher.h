@@ -257,7 +257,7 @@ class GroupSearcher {
   int ellipseReplay(EllipseRun* run);
   void collectChanged(EllipseRun* run);
   void mirrorDeletions(EllipseRun* run);
-  void ellipseSwap(EllipseRun* run);
+  int ellipseSwap(EllipseRun* run);
   // Replaces the operation log by an empty one.
   void resetLog();
 

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "foundation/binary_set.h"
+#include "foundation/durable_file.h"
 #include "foundation/file_util.h"
 #include "foundation/logging.h"
 #include "search/group_searcher.h"
@@ -174,13 +175,18 @@ int GroupSearcher::ellipseReplay(EllipseRun* run) {
   }
   if (ret == kEllipseDone) {
     collectChanged(run);
-    run->copy_docs->composeByLog(live->doc_mgr, run->doc_count, run->pairs, &run->changed,
-                                 &run->deleted);
-    run->copy_index->compose_rest_by_log(live->index_mgr, static_cast<int>(run->doc_count),
-                                         static_cast<int>(run->max_pos), &run->changed,
-                                         static_cast<int>(run->copy_base));
+    if (run->copy_docs->composeByLog(live->doc_mgr, run->doc_count, run->pairs, &run->changed,
+                                     &run->deleted) != 0) {
+      ret = kEllipseCopyDocsFailed;
+    } else if (run->copy_index->compose_rest_by_log(live->index_mgr, static_cast<int>(run->doc_count),
+                                                    static_cast<int>(run->max_pos), &run->changed,
+                                                    static_cast<int>(run->copy_base)) != 0) {
+      ret = kEllipseCopyIndexFailed;
+    }
+  }
+  if (ret == kEllipseDone) {
     mirrorDeletions(run);
-    ellipseSwap(run);
+    ret = ellipseSwap(run);
   }
   m_indexLock->unlock();
   return ret;
@@ -243,23 +249,35 @@ void GroupSearcher::mirrorDeletions(EllipseRun* run) {
   }
 }
 
-// Closes both versions, swaps the directories and reopens the group.
-void GroupSearcher::ellipseSwap(EllipseRun* run) {
-  run->copy_docs->save();
+// Closes the copy; it replaces the group only when every byte of it was
+// written (and, with synchronous writes, flushed), else it is thrown away
+// and the group stays as it was. Then swaps the directories and reopens.
+int GroupSearcher::ellipseSwap(EllipseRun* run) {
+  int ret = kEllipseDone;
+  if (run->copy_docs->save() != 0) {
+    ret = kEllipseCopyDocsFailed;
+  } else if (run->copy_index->save() != 0) {
+    ret = kEllipseCopyIndexFailed;
+  }
   run->copy_docs->close();
   run->copy_index->close();
   delete run->copy_docs;
   delete run->copy_index;
   run->copy_docs = nullptr;
   run->copy_index = nullptr;
+  const char* dir = run->dir.c_str();
+  const char* bak = run->bak.c_str();
+  const char* cpy = run->cpy.c_str();
+  if (ret == kEllipseDone && m_durable && fs_sync_tree(bak) != 0) ret = kEllipseCopyIndexFailed;
+  if (ret != kEllipseDone) {
+    remove_dir(bak);
+    return ret;
+  }
   // Saved so that the old group is whole should the swap fail and keep it.
   index_mgr_save(m_indexMgr);
   index_mgr_free(m_indexMgr);
   m_indexMgr = nullptr;
 
-  const char* dir = run->dir.c_str();
-  const char* bak = run->bak.c_str();
-  const char* cpy = run->cpy.c_str();
   if (file_exist(cpy)) remove_dir(cpy);
   // Between the two renames only "-cpy" holds a complete group; open()
   // moves it back if the process stops there.
@@ -268,12 +286,14 @@ void GroupSearcher::ellipseSwap(EllipseRun* run) {
       rename(cpy, dir);
       remove_dir(bak);
     } else {
+      if (m_durable) fs_sync_parent(dir);
       remove_dir(cpy);
     }
   } else {
     remove_dir(cpy);
   }
   openStores(dir);
+  return ret;
 }
 
 }  // namespace mobile_search

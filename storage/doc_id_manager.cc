@@ -465,14 +465,18 @@ int DocIdManager::copyBlock(DocIdManager* dst, unsigned int count, DocIdManager*
   if (!opened || dst == nullptr || dst->idStore == nullptr) return 1;
   _str_buffer_t* work = str_buffer_create(256);
   if (work == nullptr) return 1;
-  ForEachRecord(idStore, 0, [this, dst, count, delSource, work](unsigned int id, pkey_docid_t* rec) {
+  bool ok = true;
+  ForEachRecord(idStore, 0, [this, dst, count, delSource, work, &ok](unsigned int id, pkey_docid_t* rec) {
     if (id >= count) return false;
-    if (delSource == nullptr || delSource->isDocidDel(id) == 0) dst->appendCopy(rec, this, id, work);
+    if ((delSource == nullptr || delSource->isDocidDel(id) == 0) && dst->appendCopy(rec, this, id, work) != 0) {
+      ok = false;
+    }
     return true;
   });
   str_buffer_free(work);
-  dst->save();
-  return 0;
+  // A copy missing a record must not replace the group: 1.
+  if (dst->save() != 0) ok = false;
+  return ok ? 0 : 1;
 }
 
 int DocIdManager::composeByLog(DocIdManager* src, unsigned int start, _DArray* log, BinarySet* keep,
@@ -484,10 +488,12 @@ int DocIdManager::composeByLog(DocIdManager* src, unsigned int start, _DArray* l
   }
   _str_buffer_t* work = str_buffer_create(256);
   if (work == nullptr) return -1;
+  bool ok = true;
   ForEachRecord(src->idStore, start / kRecordsPerFile,
-                [this, src, start, keep, work](unsigned int id, pkey_docid_t* rec) {
-                  if (id >= start && keep != nullptr && keep->is_in_set(static_cast<int>(id)) >= 0) {
-                    appendCopy(rec, src, id, work);
+                [this, src, start, keep, work, &ok](unsigned int id, pkey_docid_t* rec) {
+                  if (id >= start && keep != nullptr && keep->is_in_set(static_cast<int>(id)) >= 0 &&
+                      appendCopy(rec, src, id, work) != 0) {
+                    ok = false;
                   }
                   return true;
                 });
@@ -500,7 +506,7 @@ int DocIdManager::composeByLog(DocIdManager* src, unsigned int start, _DArray* l
     int k = removed != nullptr ? removed->nearest_less(d) : 0;
     if (d - k >= 0 && static_cast<unsigned int>(d - k) < docCount) delDocid(static_cast<unsigned int>(d - k));
   }
-  return save();
+  return save() == 0 && ok ? 0 : -1;
 }
 
 }  // namespace mobile_search

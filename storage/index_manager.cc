@@ -334,6 +334,7 @@ unsigned int IndexManager::get_max_pos() { return store == nullptr ? 0 : store->
 int IndexManager::copy_block(IndexManager* dst, int count, int limit, BinarySet* removed, DocIdManager* delInfo) {
   if (store == nullptr || dst == nullptr || dst->store == nullptr) return 1;
   long long walked = 0;
+  bool ok = true;
   // Whole files are walked; the count is only tested between files.
   for (int f = 0; f < store->blockNumber() && walked < count; ++f) {
     unsigned int len = 0;
@@ -348,12 +349,16 @@ int IndexManager::copy_block(IndexManager* dst, int count, int limit, BinarySet*
         if (delInfo != nullptr && delInfo->isDocidDel(r->docid())) continue;
         k = removed->nearest_less(static_cast<int>(d));
       }
-      if (d < limit) dst->addTerm(r->sign(), static_cast<unsigned int>(d - k), r->field(), r->weight(), r->bits());
+      if (d < limit &&
+          dst->addTerm(r->sign(), static_cast<unsigned int>(d - k), r->field(), r->weight(), r->bits()) < 0) {
+        ok = false;
+      }
     }
     walked += n;
   }
-  dst->save();
-  return 0;
+  // A copy missing a posting must not replace the group: -1.
+  if (dst->save() != 0) ok = false;
+  return ok ? 0 : -1;
 }
 
 int IndexManager::compose_rest_by_log(IndexManager* src, int start, int maxPos, BinarySet* keep, int base) {
@@ -366,14 +371,17 @@ int IndexManager::compose_rest_by_log(IndexManager* src, int start, int maxPos, 
     int q = maxPos / static_cast<int>(kRecordsPerFile);
     firstFile = q > 0 ? q - 1 : 0;
   }
+  bool ok = true;
   if (keep != nullptr && !keep->is_empty()) {
-    ForEachRecord(src->store, firstFile, [this, s, keep, base](const _idx2_unit_t* r) {
+    ForEachRecord(src->store, firstFile, [this, s, keep, base, &ok](const _idx2_unit_t* r) {
       if (static_cast<long long>(r->docid()) < s) return;
       int i = keep->is_in_set(static_cast<int>(r->docid()));
-      if (i >= 0) addTerm(r->sign(), static_cast<unsigned int>(base + i), r->field(), r->weight(), r->bits());
+      if (i >= 0 && addTerm(r->sign(), static_cast<unsigned int>(base + i), r->field(), r->weight(), r->bits()) < 0) {
+        ok = false;
+      }
     });
   }
-  return save();
+  return save() == 0 && ok ? 0 : -1;
 }
 
 }  // namespace mobile_search
