@@ -407,11 +407,26 @@ int BlockFiles::syncFile(int i) { return writeBackFile(i, false); }
 
 int BlockFiles::flushFile(int i) { return writeBackFile(i, true); }
 
+// Appended content goes first, with the length that makes it visible; only
+// then the changes to content that was already recorded (such as deletion
+// marks), so that a stop in between never shows a change whose cause (a
+// record appended since) is missing. The files end up the same either way.
 int BlockFiles::sync() {
+  if (fileCount == 0) return 1;  // the length goes with the active file
   bool ok = true;
-  for (int i = 0; i < fileCount; ++i) {
+  unsigned int from = savedLen_ < 0 || savedLen_ > contentLen ? 0 : static_cast<unsigned int>(savedLen_);
+  for (int i = static_cast<int>(from >> blockBits); ok && from < contentLen && i < fileCount; ++i) {
+    unsigned long long start = static_cast<unsigned long long>(i) << blockBits;
+    unsigned int lo = from > start ? static_cast<unsigned int>(from - start) : 0;
+    unsigned long long end = contentLen - start;
+    unsigned int hi = end < getFileSize() ? static_cast<unsigned int>(end) : getFileSize();
+    if (hi > lo && fileAt(i)->syncDirty(lo, hi - lo) != 0) ok = false;
+  }
+  if (ok && commitLength() != 0) ok = false;
+  for (int i = 0; ok && i < fileCount; ++i) {
     if (writeBackData(i, false) != 0) ok = false;
   }
+  // Flushes what the second pass wrote when durable; the length is unchanged.
   if (ok && commitLength() != 0) ok = false;
   return ok ? 1 : 0;
 }

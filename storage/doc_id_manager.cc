@@ -126,13 +126,13 @@ int DocIdManager::open(const char* dir) {
   cutUnwrittenTail();
   retiredDuplicates = 0;
   unsigned int walked = 0;
+  opened = true;  // records are looked up by id while the map is rebuilt
   ForEachRecord(idStore, 0, [this, &walked](unsigned int id, pkey_docid_t* rec) {
     mapRecordAtOpen(rec, id);
     walked = id + 1;
     return true;
   });
   docCount = walked;
-  opened = true;
   mutex->unlock();
   return 0;
 }

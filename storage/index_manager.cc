@@ -266,12 +266,24 @@ int IndexManager::repairAtOpen(unsigned int docCount, IndexRepairs* out) {
   }
   // Only the most recently filled file can have been cut short by a power
   // cut while it was being replaced; an earlier one was settled long before.
+  // Out of order, it is either the active file that a damaged length made
+  // look full (it then ends in unwritten records, and is cut back to its
+  // last record) or a full file whose sorted copy was lost (sorted again).
   if (lastFull >= 0) {
     unsigned int len = 0;
     const unsigned char* base = static_cast<const unsigned char*>(store->getBlockAddress(lastFull, len));
-    if (!InOrder(base, len / kRec)) {
-      if (store->rewriteFullFile(lastFull, idx_sort_full_file) != 0) rc = -1;
-      r.resorted = true;
+    unsigned int n = len / kRec;
+    if (!InOrder(base, n)) {
+      unsigned int written = n;
+      while (written > 0 && AllZero(RecordAt(base, written - 1))) --written;
+      if (written < n && lastFull == files - 1) {
+        if (store->truncateContent((static_cast<unsigned int>(lastFull) << 21) + written * kRec) != 0) rc = -1;
+        r.unwritten += n - written;
+        lastFull -= 1;
+      } else {
+        if (store->rewriteFullFile(lastFull, idx_sort_full_file) != 0) rc = -1;
+        r.resorted = true;
+      }
     }
   }
   for (int f = lastFull; f >= 0; --f) {

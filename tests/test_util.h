@@ -16,10 +16,13 @@ class TempDir {
   TempDir& operator=(const TempDir&) = delete;
 
   const std::string& path() const { return path_; }
+  // Leaves the directory in place (to inspect after a failure).
+  void keep() { keep_ = true; }
   std::string file(const std::string& name) const { return path_ + "/" + name; }
 
  private:
   std::string path_;
+  bool keep_ = false;
 };
 
 // Whole file as bytes; empty string when it cannot be read.

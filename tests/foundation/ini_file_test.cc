@@ -2,7 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <random>
 #include <string>
+#include <thread>
 
 #include "test_util.h"
 
@@ -100,6 +107,40 @@ TEST(IniFile, SettingMarksTheDocumentAndOnlyAMarkedOrForcedSaveWrites) {
   EXPECT_EQ(0, ini_ctx_section_num(ctx));
   EXPECT_EQ(-1, ini_ctx_save(ctx, true));
   ini_ctx_free(ctx);
+}
+
+// A process killed while it saves leaves the old text or the new one, never a
+// truncated or empty file, and nothing beside it but a stale temporary file.
+TEST(IniFile, AKilledSaveLeavesTheOldOrTheNewText) {
+  TempDir dir;
+  const std::string path = dir.file("Table.cfg");
+  auto text = [](int version) {
+    std::string t;
+    for (int s = 0; s < 400; ++s) {
+      t += "[table_" + std::to_string(s) + "]\nmax_rowid=" + std::to_string(version * 1000 + s) + "\n";
+    }
+    return t;
+  };
+  const std::string a = text(1), b = text(2);
+  ASSERT_TRUE(WriteFile(path, a));
+  std::mt19937 rng(7);
+  for (int round = 0; round < 40; ++round) {
+    pid_t pid = fork();
+    if (pid == 0) {
+      ini_ctx_t* ctx = ini_load_from_file(path.c_str());
+      for (int v = 0;; v ^= 1) {
+        for (int s = 0; s < 400; ++s) {
+          ini_ctx_section_add_item(ctx, ("table_" + std::to_string(s)).c_str(), "max_rowid", (v + 1) * 1000 + s);
+        }
+        ini_ctx_save(ctx, false);
+      }
+    }
+    std::this_thread::sleep_for(std::chrono::microseconds(200 + rng() % 20000));
+    kill(pid, SIGKILL);
+    waitpid(pid, nullptr, 0);
+    std::string now = ReadFile(path);
+    ASSERT_TRUE(now == a || now == b) << "round " << round << ": " << now.size() << " bytes";
+  }
 }
 
 }  // namespace
