@@ -21,6 +21,7 @@
 //   KS_BENCH_QUERIES   distinct queries per class (default 50)
 //   KS_BENCH_REPEAT    runs of each query (default 3)
 //   KS_BENCH_AUTOSAVE  auto-saved messages per size (default 2000)
+//   KS_BENCH_SYNC      1: synchronous writes (every save flushed to the device)
 //   KS_BENCH_ROOT      keep the indexes in this directory instead of a
 //                      temporary one; when it already holds a finished corpus,
 //                      open it and run only the queries (peak_rss_mb then
@@ -70,6 +71,7 @@ struct Settings {
   size_t queries = 50;
   size_t repeat = 3;
   size_t autosave = 2000;
+  bool sync = false;
   std::string keep_root;
 };
 
@@ -92,6 +94,7 @@ Settings ReadSettings() {
   s.queries = std::max<size_t>(1, EnvSize("KS_BENCH_QUERIES", s.queries));
   s.repeat = std::max<size_t>(1, EnvSize("KS_BENCH_REPEAT", s.repeat));
   s.autosave = std::max<size_t>(1, EnvSize("KS_BENCH_AUTOSAVE", s.autosave));
+  s.sync = EnvSize("KS_BENCH_SYNC", 0) != 0;
   const char* root = getenv("KS_BENCH_ROOT");
   if (root != nullptr) s.keep_root = root;
   return s;
@@ -156,7 +159,7 @@ class Corpus {
       return false;
     }
     reopened_ = ReadMarker();
-    ok_ = searcher_.open(root_.c_str(), 0) == 0;
+    ok_ = searcher_.open(root_.c_str(), 0) == 0 && searcher_.setSyncWrites(settings_.sync) == 0;
     if (ok_ && !reopened_) {
       ok_ = searcher_.addIndex(kMessageIndex, kDb, "message", "msgId", "content", "", "", "", "",
                                kMessageIndex) == 0 &&
