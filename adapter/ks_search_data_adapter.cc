@@ -2,7 +2,7 @@
 
 #include <string.h>
 
-#include "adapter/mutex_guard.h"
+#include "foundation/thread_lock.h"
 #include "config/config_manager.h"
 #include "search/searcher.h"
 
@@ -28,7 +28,7 @@ KSSearchDataAdapter::~KSSearchDataAdapter() {
   stopAllHook();
   stopScan();
   {
-    MutexGuard guard(sqlite_lock_);
+    MutexLock guard(sqlite_lock_);
     darray_destroy(databases_);
     darray_destroy(data_procs_);
     if (reserved_doc_ != nullptr) ini_ctx_free(reserved_doc_);
@@ -73,7 +73,7 @@ _sqlite_db_cfg_t* KSSearchDataAdapter::findOrAddDB(const char* db_name) {
 int KSSearchDataAdapter::addDB(const char* name, const char* path, const char* password,
                                bool wal) {
   if (name == nullptr) return -1;
-  MutexGuard guard(adapter_lock_);
+  MutexLock guard(adapter_lock_);
   _sqlite_db_cfg_t* db = findOrAddDB(name);
   if (db == nullptr) return -1;
   sqlite_db_cfg_set_text(&db->path, path);
@@ -104,7 +104,7 @@ int KSSearchDataAdapter::addTable(const char* index_name, const char* db_name,
       index_name == nullptr || key_field == nullptr || stop_flag_) {
     return -1;
   }
-  MutexGuard guard(adapter_lock_);
+  MutexLock guard(adapter_lock_);
   _sqlite_db_cfg_t* db = findOrAddDB(db_name);
   if (db == nullptr) return -1;
   if (getTabConfig(db_name, table_name, index_name) != nullptr) return 0;
@@ -128,14 +128,14 @@ int KSSearchDataAdapter::delTable(const char* index_name, const char* db_name,
   if (index_name == nullptr || db_name == nullptr || table_name == nullptr || stop_flag_) {
     return -1;
   }
-  MutexGuard guard(adapter_lock_);
+  MutexLock guard(adapter_lock_);
   _sqlite_db_cfg_t* db = getDBConfig(db_name);
   _sqlite_tab_cfg_t* tab = getTabConfig(db_name, table_name, index_name);
   if (db == nullptr || tab == nullptr) return 0;
   // The table list belongs to the adapter lock; the deletion also runs under
   // the SQLite lock, so that it never overlaps a statement call of a scan
   // batch or a hooked row (the one place both locks are held, in this order).
-  MutexGuard sqlite_guard(sqlite_lock_);
+  MutexLock sqlite_guard(sqlite_lock_);
   for (unsigned i = 0; i < darray_length(db->tables); ++i) {
     if (slot_as<_sqlite_tab_cfg_t>(darray_get_by_index(db->tables, i)) == tab) {
       darray_delete(db->tables, i);
@@ -166,7 +166,7 @@ int KSSearchDataAdapter::addDataProcFunc(const char* index_name, data_proc_func_
       data_procs_ == nullptr) {
     return -1;
   }
-  MutexGuard guard(sqlite_lock_);
+  MutexLock guard(sqlite_lock_);
   if (find_data_proc(data_procs_, index_name) != nullptr) return 0;
   _index_data_cfg_t* cfg = index_data_cfg_create(index_name, proc, user_data);
   if (cfg == nullptr) return -1;
@@ -185,7 +185,7 @@ int KSSearchDataAdapter::addDataProcFunc(const char* index_name, data_proc_func_
 
 _index_data_cfg_t* KSSearchDataAdapter::getDataProcFunc(const char* index_name) {
   if (index_name == nullptr) return nullptr;
-  MutexGuard guard(sqlite_lock_);
+  MutexLock guard(sqlite_lock_);
   return find_data_proc(data_procs_, index_name);
 }
 

@@ -9,7 +9,7 @@
 #include <strings.h>
 
 #include "adapter/ks_search_data_adapter.h"
-#include "adapter/mutex_guard.h"
+#include "foundation/thread_lock.h"
 #include "adapter/row_values.h"
 #include "foundation/logging.h"
 #include "search/searcher.h"
@@ -25,7 +25,7 @@ sqlite3_stmt* prepare_hook_query(sqlite3* conn, const char* sql, ThreadMutex* sq
   sqlite3_stmt* stmt = nullptr;
   int rc = 0;
   {
-    MutexGuard guard(sqlite_lock);
+    MutexLock guard(sqlite_lock);
     rc = sqlite3_prepare_v2(conn, sql, -1, &stmt, nullptr);
     if (rc != SQLITE_OK) sqlite3_finalize(stmt);
   }
@@ -36,7 +36,7 @@ sqlite3_stmt* prepare_hook_query(sqlite3* conn, const char* sql, ThreadMutex* sq
 }
 
 void finalize_locked(sqlite3_stmt* stmt, ThreadMutex* sqlite_lock) {
-  MutexGuard guard(sqlite_lock);
+  MutexLock guard(sqlite_lock);
   sqlite3_finalize(stmt);
 }
 
@@ -53,7 +53,7 @@ char* read_key_only(sqlite3* conn, const _sqlite_tab_cfg_t* table, sqlite3_int64
   char sql[kSqlBufferSize] = {0};
   int n = 0;
   {
-    MutexGuard guard(adapter_lock);
+    MutexLock guard(adapter_lock);
     n = snprintf(sql, sizeof(sql), "SELECT %s FROM %s WHERE rowid = %lld",
                  table->key_field->data, table->table_name->data,
                  static_cast<long long>(rowid));
@@ -63,7 +63,7 @@ char* read_key_only(sqlite3* conn, const _sqlite_tab_cfg_t* table, sqlite3_int64
   if (stmt == nullptr) return nullptr;
   char* key = nullptr;
   {
-    MutexGuard guard(sqlite_lock);
+    MutexLock guard(sqlite_lock);
     if (sqlite3_step(stmt) == SQLITE_ROW) key = copy_key(stmt);
     sqlite3_finalize(stmt);
   }
@@ -97,7 +97,7 @@ void send_row(Searcher* searcher, int op, const char* index_name, const char* db
 
 void* KSSearchDataAdapter::getAdapterHookCtx(const char* db_name, sqlite3* conn) {
   if (db_name == nullptr || conn == nullptr) return nullptr;
-  MutexGuard guard(adapter_lock_);
+  MutexLock guard(adapter_lock_);
   _sqlite_db_cfg_t* db = findOrAddDB(db_name);
   if (db == nullptr || db->hook_ctx != nullptr) return nullptr;
   _sqlite_hook_ctx_t* ctx =
@@ -122,7 +122,7 @@ int KSSearchDataAdapter::startHook(const char* db_name, sqlite3* conn) {
 int KSSearchDataAdapter::restartHook(const char* db_name) {
   sqlite3* conn = nullptr;
   {
-    MutexGuard guard(adapter_lock_);
+    MutexLock guard(adapter_lock_);
     _sqlite_db_cfg_t* db = getDBConfig(db_name);
     if (db == nullptr || db->hooked_conn == nullptr) return -1;
     conn = db->hooked_conn;
@@ -137,17 +137,17 @@ int KSSearchDataAdapter::restartHook(const char* db_name) {
 void KSSearchDataAdapter::releaseHook(_sqlite_db_cfg_t* db) {
   sqlite3* conn = nullptr;
   {
-    MutexGuard guard(adapter_lock_);
+    MutexLock guard(adapter_lock_);
     conn = db->hooked_conn;
   }
   sqlite3_update_hook(conn, nullptr, nullptr);
   void* ctx = nullptr;
   {
-    MutexGuard guard(adapter_lock_);
+    MutexLock guard(adapter_lock_);
     ctx = db->hook_ctx;
     db->hook_ctx = nullptr;
   }
-  MutexGuard guard(sqlite_lock_);
+  MutexLock guard(sqlite_lock_);
   free(ctx);
 }
 
@@ -155,7 +155,7 @@ int KSSearchDataAdapter::stopHook(const char* db_name) {
   if (db_name == nullptr || stop_flag_) return -1;
   _sqlite_db_cfg_t* db = nullptr;
   {
-    MutexGuard guard(adapter_lock_);
+    MutexLock guard(adapter_lock_);
     db = getDBConfig(db_name);
     if (db == nullptr || db->hooked_conn == nullptr) return -1;
     if (db->hook_ctx == nullptr) return 0;
@@ -170,7 +170,7 @@ int KSSearchDataAdapter::stopAllHook() {
   for (unsigned i = 0;; ++i) {
     _sqlite_db_cfg_t* db = nullptr;
     {
-      MutexGuard guard(adapter_lock_);
+      MutexLock guard(adapter_lock_);
       if (i >= darray_length(databases_)) break;
       db = slot_as<_sqlite_db_cfg_t>(darray_get_by_index(databases_, i));
       if (db == nullptr || db->name == nullptr || db->hooked_conn == nullptr ||
@@ -208,7 +208,7 @@ void KSSearchDataAdapter::hookChange(void* arg, int op, const char* table_name,
   Searcher* searcher = adapter->searcher_;
   sqlite3* conn = nullptr;
   {
-    MutexGuard guard(ctx->adapter_lock);
+    MutexLock guard(ctx->adapter_lock);
     conn = db->hooked_conn;
     // A deleted row is gone for the writing connection but still committed
     // for any other one until the host's transaction ends.
@@ -222,7 +222,7 @@ void KSSearchDataAdapter::hookChange(void* arg, int op, const char* table_name,
   _DArray* matched = darray_create(nullptr, false);
   if (matched == nullptr) return;
   {
-    MutexGuard guard(ctx->adapter_lock);
+    MutexLock guard(ctx->adapter_lock);
     for (unsigned i = 0; i < darray_length(db->tables); ++i) {
       _sqlite_tab_cfg_t* tab = slot_as<_sqlite_tab_cfg_t>(darray_get_by_index(db->tables, i));
       if (tab != nullptr && strcasecmp(tab->table_name->data, table_name) == 0 &&
@@ -250,7 +250,7 @@ void KSSearchDataAdapter::handleHookedRow(_sqlite_hook_ctx_t* ctx, sqlite3* conn
   char sql[kSqlBufferSize] = {0};
   int n = 0;
   {
-    MutexGuard guard(ctx->adapter_lock);
+    MutexLock guard(ctx->adapter_lock);
     if (table->where_condition->len == 0) {
       n = snprintf(sql, sizeof(sql), "SELECT %s,%s FROM %s WHERE rowid = %lld",
                    table->key_field->data, table->field_list->data, table->table_name->data,
@@ -273,7 +273,7 @@ void KSSearchDataAdapter::handleHookedRow(_sqlite_hook_ctx_t* ctx, sqlite3* conn
   char* key = nullptr;
   bool have_row = false;
   {
-    MutexGuard guard(ctx->sqlite_lock);
+    MutexLock guard(ctx->sqlite_lock);
     if (sqlite3_step(stmt) == SQLITE_ROW) {
       have_row = true;
       key = copy_key(stmt);

@@ -6,7 +6,7 @@
 #include <unistd.h>
 
 #include "adapter/ks_search_data_adapter.h"
-#include "adapter/mutex_guard.h"
+#include "foundation/thread_lock.h"
 #include "adapter/row_values.h"
 #include "config/config_manager.h"
 #include "foundation/logging.h"
@@ -48,7 +48,7 @@ int KSSearchDataAdapter::scanTable(const char* db_name, const char* table_name,
   _sqlite_tab_cfg_t* table = nullptr;
   sqlite3* conn = nullptr;
   {
-    MutexGuard guard(adapter_lock_);
+    MutexLock guard(adapter_lock_);
     _sqlite_db_cfg_t* db = getDBConfig(db_name);
     if (db == nullptr) {
       scanning_ = false;
@@ -67,7 +67,7 @@ int KSSearchDataAdapter::scanTable(const char* db_name, const char* table_name,
   }
   int result = buildTableIndex(db_name, table, conn);
   {
-    MutexGuard guard(adapter_lock_);
+    MutexLock guard(adapter_lock_);
     table->scanned = true;
   }
   scanning_ = false;
@@ -86,7 +86,7 @@ int KSSearchDataAdapter::buildTableIndex(const char* db_name, _sqlite_tab_cfg_t*
   char sql[kSqlBufferSize] = {0};
   int n = 0;
   {
-    MutexGuard guard(adapter_lock_);
+    MutexLock guard(adapter_lock_);
     if (table->where_condition->len == 0) {
       n = snprintf(sql, sizeof(sql), "SELECT rowid,%s,%s FROM %s WHERE rowid >= %d limit 50",
                    table->key_field->data, table->field_list->data, table_name, max_rowid);
@@ -102,18 +102,18 @@ int KSSearchDataAdapter::buildTableIndex(const char* db_name, _sqlite_tab_cfg_t*
   sqlite3_stmt* stmt = nullptr;
   int rc = 0;
   {
-    MutexGuard guard(sqlite_lock_);
+    MutexLock guard(sqlite_lock_);
     rc = sqlite3_prepare_v2(conn, sql, -1, &stmt, nullptr);
   }
   if (rc != SQLITE_OK) {
     log_printf("sqlite prepare fail result:%d\n", rc);
     log_level_printf(SEARCH_LOG_ERROR, "[buildTableIndex] sqlite prepare fail result:%d\n", rc);
-    MutexGuard guard(sqlite_lock_);
+    MutexLock guard(sqlite_lock_);
     sqlite3_finalize(stmt);
     return -7;
   }
   int result = runScanBatch(db_name, table, stmt, group, max_rowid);
-  MutexGuard guard(sqlite_lock_);
+  MutexLock guard(sqlite_lock_);
   sqlite3_finalize(stmt);
   return result;
 }
@@ -134,7 +134,7 @@ int KSSearchDataAdapter::runScanBatch(const char* db_name, _sqlite_tab_cfg_t* ta
     int rc = 0;
     const char* key = nullptr;
     {
-      MutexGuard guard(sqlite_lock_);
+      MutexLock guard(sqlite_lock_);
       rc = sqlite3_step(stmt);
       if (rc == SQLITE_ROW) {
         // Row ids are read as 32-bit ints, as the recorded progress is.
@@ -209,7 +209,7 @@ int KSSearchDataAdapter::getScanMaxRowid(const char* db_name, const char* table_
       group_out == nullptr || manager == nullptr) {
     return 0;
   }
-  MutexGuard guard(adapter_lock_);
+  MutexLock guard(adapter_lock_);
   return manager->getScanMaxRowid(table_name, db_name, index_name, group_out);
 }
 
@@ -221,7 +221,7 @@ int KSSearchDataAdapter::setScanMaxRowid(const char* db_name, const char* table_
       group_name == nullptr || manager == nullptr) {
     return -1;
   }
-  MutexGuard guard(adapter_lock_);
+  MutexLock guard(adapter_lock_);
   manager->setScanMaxRowid(table_name, db_name, index_name, group_name, rowid);
   return 0;
 }

@@ -53,7 +53,7 @@ bool is_idle(ConfigManager* manager) {
 
 ConfigManager* ConfigManager::getConfigManager(const char* root) {
   if (root == nullptr || *root == '\0') return nullptr;
-  registry_lock()->lock();
+  MutexLock guard(registry_lock());
   _DArray* managers = registry();
   ConfigManager* found = nullptr;
   unsigned int i = 0;
@@ -72,7 +72,6 @@ ConfigManager* ConfigManager::getConfigManager(const char* root) {
     found = new ConfigManager(root);
     if (found->isOk()) darray_append(managers, static_cast<const void*>(found));
   }
-  registry_lock()->unlock();
   return found;
 }
 
@@ -101,10 +100,9 @@ ConfigManager::~ConfigManager() {
 
 void ConfigManager::retireIndexDefinitions() {
   Retired* r = retired();
-  r->lock.lock();
+  MutexLock guard(&r->lock);
   darray_append(r->items, static_cast<const void*>(m_indexArr));
   darray_append(r->items, static_cast<const void*>(m_config));
-  r->lock.unlock();
 }
 
 const char* ConfigManager::getRootIndexPath() {

@@ -21,7 +21,7 @@ group_rowid_t* rowid_at(const _DArray* history, unsigned int i) {
 
 void ConfigManager::addGroup(const char* name, EIndexState state) {
   if (name == nullptr || *name == '\0' || m_groupArr == nullptr) return;
-  m_groupLock->lock();
+  MutexLock guard(m_groupLock);
   if (darray_find(m_groupArr, findGroupByName, ptr_to_slot(name)) < 0) {
     log_level_printf(SEARCH_LOG_INFO, "添加分组 %s, %d", name, static_cast<int>(state));
     SGroupConfig* group = group_config_create(name, name, state);
@@ -35,7 +35,6 @@ void ConfigManager::addGroup(const char* name, EIndexState state) {
     // the file at the same time.
     saveGroupConfigFile();
   }
-  m_groupLock->unlock();
 }
 
 void ConfigManager::addGroup(const char* name) {

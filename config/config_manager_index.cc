@@ -43,11 +43,9 @@ int ConfigManager::addIndex(const char* index_name, const char* db_name, const c
                             const char* key_field, const char* index_fields,
                             const char* where_condition, const char* pinyin_fields,
                             const char* profile_fields, const char* notoken_fields) {
-  m_configLock->lock();
-  int result = addIndexLocked(index_name, db_name, table_name, key_field, index_fields,
-                              where_condition, pinyin_fields, profile_fields, notoken_fields);
-  m_configLock->unlock();
-  return result;
+  MutexLock guard(m_configLock);
+  return addIndexLocked(index_name, db_name, table_name, key_field, index_fields, where_condition,
+                        pinyin_fields, profile_fields, notoken_fields);
 }
 
 int ConfigManager::addIndex(const char* index_name, const char* db_name, const char* table_name,
@@ -66,14 +64,13 @@ int ConfigManager::addIndex(const char* index_name, const char* db_name, const c
   // The whole registration, group move included, runs under the
   // configuration lock so that concurrent registrations do not interleave
   // their table records and file writes.
-  m_configLock->lock();
+  MutexLock guard(m_configLock);
   int result = addIndexLocked(index_name, db_name, table_name, key_field, index_fields,
                               where_condition, pinyin_fields, profile_fields, notoken_fields);
   if (result == 0) {
     updateIndexGroup(db_name, table_name, index_name, group);
     index_info_add_group(getIndexInfo(index_name), getGroup(group));
   }
-  m_configLock->unlock();
   return result;
 }
 
@@ -193,7 +190,7 @@ int ConfigManager::delTableOfIndex(const char* index_name, const char* db_name,
                                    const char* table_name) {
   if (index_name == nullptr || db_name == nullptr || table_name == nullptr) return -1;
   if (m_indexArr == nullptr || m_config == nullptr) return -1;
-  m_configLock->lock();
+  MutexLock guard(m_configLock);
   index_info_t* index = getIndexInfo(index_name);
   _str_buffer_t* section = table_info_key(index_name, db_name, table_name);
   if (getTableInfo(index_name, db_name, table_name) != nullptr && section != nullptr) {
@@ -209,7 +206,6 @@ int ConfigManager::delTableOfIndex(const char* index_name, const char* db_name,
     }
   }
   str_buffer_free(section);
-  m_configLock->unlock();
   return 0;
 }
 

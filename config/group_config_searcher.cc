@@ -17,7 +17,7 @@ void group_config_free_searcher(SGroupConfig* group) {
 
 GroupSearcher* ConfigManager::group_config_get_searcher(SGroupConfig* group) {
   if (group == nullptr) return nullptr;
-  m_groupLock->lock();
+  MutexLock guard(m_groupLock);
   if (group->searcher == nullptr) {
     GroupSearcher* searcher = new (std::nothrow) GroupSearcher();
     if (searcher != nullptr && searcher->open(this, group->group_name->data) == 0) {
@@ -26,9 +26,7 @@ GroupSearcher* ConfigManager::group_config_get_searcher(SGroupConfig* group) {
       delete searcher;
     }
   }
-  GroupSearcher* result = group->searcher;
-  m_groupLock->unlock();
-  return result;
+  return group->searcher;
 }
 
 bool ConfigManager::isEllipseComplete() {

@@ -1,8 +1,14 @@
-// Thin wrappers over one POSIX mutex and one POSIX read-write lock.
+// Thin wrappers over one POSIX mutex and one POSIX read-write lock, and the
+// scoped holders every caller takes them through.
 //
 // Default attributes: not recursive, no time-outs. Each call returns true when
 // the underlying pthread call returned 0; nothing else is reported. Owners
 // usually hold them by pointer (new / delete); they cannot be copied.
+//
+// MutexLock, ReadLock and WriteLock take their lock in the constructor and
+// release it in the destructor, so neither an early return nor an exception
+// unwinding through them (an allocation failure) can leave a lock held. A null
+// lock makes them do nothing; unlock() releases early.
 #ifndef KS_FOUNDATION_THREAD_LOCK_H_
 #define KS_FOUNDATION_THREAD_LOCK_H_
 
@@ -37,6 +43,57 @@ class ReadWriteLock {
 
  private:
   pthread_rwlock_t lock_;
+};
+
+class MutexLock {
+ public:
+  explicit MutexLock(ThreadMutex* mutex) : mutex_(mutex) {
+    if (mutex_ != nullptr) mutex_->lock();
+  }
+  ~MutexLock() { unlock(); }
+  MutexLock(const MutexLock&) = delete;
+  MutexLock& operator=(const MutexLock&) = delete;
+  void unlock() {
+    if (mutex_ != nullptr) mutex_->unlock();
+    mutex_ = nullptr;
+  }
+
+ private:
+  ThreadMutex* mutex_;
+};
+
+class ReadLock {
+ public:
+  explicit ReadLock(ReadWriteLock* lock) : lock_(lock) {
+    if (lock_ != nullptr) lock_->read_lock();
+  }
+  ~ReadLock() { unlock(); }
+  ReadLock(const ReadLock&) = delete;
+  ReadLock& operator=(const ReadLock&) = delete;
+  void unlock() {
+    if (lock_ != nullptr) lock_->unlock();
+    lock_ = nullptr;
+  }
+
+ private:
+  ReadWriteLock* lock_;
+};
+
+class WriteLock {
+ public:
+  explicit WriteLock(ReadWriteLock* lock) : lock_(lock) {
+    if (lock_ != nullptr) lock_->write_lock();
+  }
+  ~WriteLock() { unlock(); }
+  WriteLock(const WriteLock&) = delete;
+  WriteLock& operator=(const WriteLock&) = delete;
+  void unlock() {
+    if (lock_ != nullptr) lock_->unlock();
+    lock_ = nullptr;
+  }
+
+ private:
+  ReadWriteLock* lock_;
 };
 
 }  // namespace mobile_search

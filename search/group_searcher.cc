@@ -4,11 +4,13 @@
 #include <string.h>
 #include <strings.h>
 
+#include <exception>
 #include <new>
 
 #include "config/config_manager.h"
 #include "foundation/binary_set.h"
 #include "foundation/c_string.h"
+#include "foundation/fault_point.h"
 #include "foundation/file_util.h"
 #include "foundation/hash.h"
 #include "foundation/logging.h"
@@ -103,27 +105,19 @@ GroupSearcher::GroupSearcher()
       m_logging(false) {}
 
 GroupSearcher::~GroupSearcher() {
-  lockUpdates();
-  closeLocked();
-  str_buffer_free(m_indexPath);
-  str_buffer_free(m_groupName);
-  m_indexPath = nullptr;
-  m_groupName = nullptr;
-  unlockUpdates();
+  {
+    MutexLock update(m_updateMutex);
+    WriteLock exclusive(m_indexLock);
+    closeLocked();
+    str_buffer_free(m_indexPath);
+    str_buffer_free(m_groupName);
+    m_indexPath = nullptr;
+    m_groupName = nullptr;
+  }
   delete m_updateMutex;
   delete m_indexLock;
   delete m_tokenParser;
   m_configMgr = nullptr;
-}
-
-void GroupSearcher::lockUpdates() {
-  m_updateMutex->lock();
-  m_indexLock->write_lock();
-}
-
-void GroupSearcher::unlockUpdates() {
-  m_indexLock->unlock();
-  m_updateMutex->unlock();
 }
 
 _str_buffer_t* GroupSearcher::makeGroupDir(const char* root, const char* group_name) {
@@ -164,7 +158,8 @@ int GroupSearcher::recoverInterruptedEllipse() {
 int GroupSearcher::open(ConfigManager* manager, const char* group_name) {
   // An empty group name is a group like any other ("<root>/allin_").
   if (manager == nullptr || group_name == nullptr) return -1;
-  lockUpdates();
+  MutexLock update(m_updateMutex);
+  WriteLock exclusive(m_indexLock);
   m_configMgr = manager;
   int ret = -1;
   const char* root = manager->getRootIndexPath();
@@ -188,7 +183,6 @@ int GroupSearcher::open(ConfigManager* manager, const char* group_name) {
       ret = m_indexMgr == nullptr ? -1 : 0;
     }
   }
-  unlockUpdates();
   return ret;
 }
 
@@ -201,12 +195,9 @@ int GroupSearcher::saveLocked() {
 int GroupSearcher::save() {
   // Shared is enough: saving writes files, not what searches read; the
   // mutex keeps updates and the compaction copy out.
-  m_updateMutex->lock();
-  m_indexLock->read_lock();
-  int ret = saveLocked();
-  m_indexLock->unlock();
-  m_updateMutex->unlock();
-  return ret;
+  MutexLock update(m_updateMutex);
+  ReadLock shared(m_indexLock);
+  return saveLocked();
 }
 
 void GroupSearcher::closeLocked() {
@@ -218,9 +209,9 @@ void GroupSearcher::closeLocked() {
 }
 
 int GroupSearcher::close() {
-  lockUpdates();
+  MutexLock update(m_updateMutex);
+  WriteLock exclusive(m_indexLock);
   closeLocked();
-  unlockUpdates();
   return 0;
 }
 
@@ -245,12 +236,12 @@ void GroupSearcher::setStoresAutoSave(bool on) {
 }
 
 void GroupSearcher::setAutoSave(bool on) {
-  lockUpdates();
+  MutexLock update(m_updateMutex);
+  WriteLock exclusive(m_indexLock);
   if (m_indexMgr != nullptr) {
     m_autoSave = on;
     setStoresAutoSave(on);
   }
-  unlockUpdates();
 }
 
 int GroupSearcher::checkGroup(const index_info_t*) {
@@ -281,19 +272,33 @@ void GroupSearcher::addToLog(int doc_id, int operation) {
 int GroupSearcher::modifyDoc(const char* index_name, const char* db_name,
                              const char* table_name, const char* pkey, int count,
                              char** values) {
-  lockUpdates();
-  int ret = modifyDocLocked(index_name, db_name, table_name, pkey, count, values);
+  int ret = -1;
+  try {
+    MutexLock update(m_updateMutex);
+    bool save = false;
+    {
+      WriteLock exclusive(m_indexLock);
+      ret = modifyDocLocked(index_name, db_name, table_name, pkey, count, values, &save);
+    }
+    // The change is in memory, seen by searches as a whole; writing it back
+    // needs only the shared lock, so searches go on while the disk works.
+    if (save) {
+      ReadLock shared(m_indexLock);
+      if (index_mgr_save(m_indexMgr) != 1) ret = -1;
+    }
+  } catch (const std::exception&) {
+    ret = -1;  // out of memory: every lock is released on the way out
+  }
   if (ret == -1) {
     log_printf("modify doc fail index_name:%s db_name:%s table_name:%s pkey:%s",
                orEmpty(index_name), orEmpty(db_name), orEmpty(table_name), orEmpty(pkey));
   }
-  unlockUpdates();
   return ret;
 }
 
 int GroupSearcher::modifyDocLocked(const char* index_name, const char* db_name,
                                    const char* table_name, const char* pkey, int count,
-                                   char** values) {
+                                   char** values, bool* save) {
   if (is_empty_str(index_name) || is_empty_str(table_name) || is_empty_str(db_name) || is_empty_str(pkey) ||
       values == nullptr || m_indexMgr == nullptr || m_indexMgr->doc_mgr == nullptr ||
       m_indexMgr->index_mgr == nullptr || m_configMgr == nullptr) {
@@ -311,6 +316,7 @@ int GroupSearcher::modifyDocLocked(const char* index_name, const char* db_name,
   unsigned int stored_hash = 0;
   unsigned int key_crc = 0;
   int live_id = docs->getDocid(table->table_id, pkey, reusable_id, hash, stored_hash, key_crc);
+  ks_fault_point("group.update");
   if (live_id >= 0) {
     if (stored_hash == hash) return 0;
     addToLog(live_id, kLogDeleted);
@@ -327,17 +333,17 @@ int GroupSearcher::modifyDocLocked(const char* index_name, const char* db_name,
     addToLog(live_id, kLogRestored);
     return 0;
   }
-  bool saved = false;
-  int ret = addNewDoc(table, index, pkey, hash, key_crc, values, &saved);
-  // Unless the new document reached the disk, the old one's mark waits for
-  // the save that writes the new one.
-  if (live_id >= 0) docs->delDocid(static_cast<unsigned int>(live_id), saved);
+  int ret = addNewDoc(table, index, pkey, hash, key_crc, values);
+  // The old document's mark waits for the save, which writes the new
+  // document's postings and record before it.
+  if (live_id >= 0) docs->delDocid(static_cast<unsigned int>(live_id), false);
+  *save = m_autoSave && ret == 0;
   return ret;
 }
 
 int GroupSearcher::addNewDoc(table_info_t* table, const index_info_t* index,
                              const char* pkey, unsigned int hash, unsigned int key_crc,
-                             char** values, bool* saved) {
+                             char** values) {
   bool auto_save = m_autoSave;
   LogManager* log = m_indexMgr->log_mgr;
   if (auto_save) {
@@ -355,10 +361,6 @@ int GroupSearcher::addNewDoc(table_info_t* table, const index_info_t* index,
     m_indexMgr->index_mgr->setAutoSave(true);
     m_indexMgr->doc_mgr->setAutoSave(true);
     if (log != nullptr) log->setAutoSave(true);
-    // Postings first, then the record that owns them; a failed save leaves
-    // the document for the next one and the call reports it.
-    *saved = index_mgr_save(m_indexMgr) == 1;
-    if (!*saved) ret = -1;
   }
   return ret;
 }
@@ -375,8 +377,10 @@ int GroupSearcher::addDocByDocId(int doc_id, table_info_t* table, const _DArray*
     const field_info_t* field =
         slot_as<field_info_t>(darray_get_by_index(fields, static_cast<unsigned int>(i)));
     if (field == nullptr || is_empty_str(value)) continue;
+    // Postings stay in memory here: with auto-save on, the caller writes them
+    // back with the record, outside the exclusive lock (the same bytes).
     if (m_tokenParser->fieldTokenizer(doc_id, i, value, field->is_pinyin, field->is_notoken,
-                                      m_autoSave, m_indexMgr->index_mgr) == -1) {
+                                      false, m_indexMgr->index_mgr) == -1) {
       log_printf("token field value fail %s\n", value);
     }
   }
@@ -388,36 +392,46 @@ int GroupSearcher::delDoc(const char* index_name, const char* db_name,
   if (is_empty_str(index_name) || is_empty_str(db_name) || is_empty_str(table_name) || is_empty_str(pkey)) {
     return -1;
   }
-  lockUpdates();
-  int ret = -1;
-  table_info_t* table = nullptr;
-  if (m_configMgr != nullptr && m_configMgr->getIndexInfo(index_name) != nullptr) {
-    table = m_configMgr->getTableInfo(index_name, db_name, table_name);
-  }
-  if (table != nullptr && m_indexMgr != nullptr && m_indexMgr->doc_mgr != nullptr) {
-    int id = m_indexMgr->doc_mgr->getDocid(table->table_id, pkey);
+  MutexLock update(m_updateMutex);
+  int id = -1;
+  {
+    WriteLock exclusive(m_indexLock);
+    table_info_t* table = nullptr;
+    if (m_configMgr != nullptr && m_configMgr->getIndexInfo(index_name) != nullptr) {
+      table = m_configMgr->getTableInfo(index_name, db_name, table_name);
+    }
+    if (table == nullptr || m_indexMgr == nullptr || m_indexMgr->doc_mgr == nullptr) return -1;
+    applySyncPolicy();
+    id = m_indexMgr->doc_mgr->getDocid(table->table_id, pkey);
     if (id >= 0) {
-      m_indexMgr->doc_mgr->delDocid(static_cast<unsigned int>(id));
+      m_indexMgr->doc_mgr->delDocid(static_cast<unsigned int>(id), false);
       addToLog(id, kLogDeleted);
     }
-    ret = 0;
   }
-  unlockUpdates();
-  return ret;
+  // The mark goes to the file at once, whatever auto-save says.
+  if (id >= 0) {
+    ReadLock shared(m_indexLock);
+    m_indexMgr->doc_mgr->writeBackMark(static_cast<unsigned int>(id));
+  }
+  return 0;
 }
 
 int GroupSearcher::clearDoc(void* ctx, const char* index_name, const char* db_name,
                             const char* table_name, clear_doc_callback callback) {
   if (is_empty_str(index_name)) return -1;
-  lockUpdates();
-  int ret = -1;
-  const index_info_t* index =
-      m_configMgr == nullptr ? nullptr : m_configMgr->getIndexInfo(index_name);
-  if (index != nullptr && m_indexMgr != nullptr && m_indexMgr->doc_mgr != nullptr) {
-    ret = clearDocLocked(ctx, index, index_name, db_name, table_name, callback);
+  MutexLock update(m_updateMutex);
+  {
+    WriteLock exclusive(m_indexLock);
+    const index_info_t* index =
+        m_configMgr == nullptr ? nullptr : m_configMgr->getIndexInfo(index_name);
+    if (index == nullptr || m_indexMgr == nullptr || m_indexMgr->doc_mgr == nullptr ||
+        clearDocLocked(ctx, index, index_name, db_name, table_name, callback) != 0) {
+      return -1;
+    }
   }
-  unlockUpdates();
-  return ret;
+  ReadLock shared(m_indexLock);
+  m_indexMgr->doc_mgr->save();
+  return 0;
 }
 
 int GroupSearcher::clearDocLocked(void* ctx, const index_info_t* index,
@@ -428,8 +442,6 @@ int GroupSearcher::clearDocLocked(void* ctx, const index_info_t* index,
   // on failure, so an allocation failure leaves the group usable.
   _DArray* ids = darray_create(nullptr, false);
   if (ids == nullptr) return -1;
-  bool auto_save = docs->isAutoSave();
-  docs->setAutoSave(false);
   for (unsigned int i = 0; i < darray_length(index->tables); ++i) {
     const table_info_t* t = slot_as<table_info_t>(darray_get_by_index(index->tables, i));
     if (t == nullptr || !nameMatches(db_name, t->db_name) ||
@@ -442,11 +454,9 @@ int GroupSearcher::clearDocLocked(void* ctx, const index_info_t* index,
   for (unsigned int i = 0; i < darray_length(ids); ++i) {
     int id = static_cast<int>(darray_get_by_index(ids, i));
     if (id == -1) continue;
-    docs->delDocid(static_cast<unsigned int>(id));
+    docs->delDocid(static_cast<unsigned int>(id), false);  // written by the caller's save
     addToLog(id, kLogDeleted);
   }
-  docs->save();
-  docs->setAutoSave(auto_save);
   darray_destroy(ids);
   return 0;
 }
@@ -461,30 +471,21 @@ TableResult* GroupSearcher::getTableRecord(const char* index_name, const char* d
   }
   table_info_t* table = m_configMgr->getTableInfo(index_name, db_name, table_name);
   if (table == nullptr) return nullptr;
-  TableResult* result = nullptr;
-  m_indexLock->read_lock();
-  if (m_indexMgr != nullptr && m_indexMgr->doc_mgr != nullptr) {
-    result = new (std::nothrow) TableResult(true);
-    if (result != nullptr) {
-      result->readTableInfo(table);
-      m_indexMgr->doc_mgr->getPKeyByTable(table->table_id, result->getPkeyArray());
-      result->sumDocFound(static_cast<int>(result->getPkeyArray()->length()));
-    }
+  ReadLock shared(m_indexLock);
+  if (m_indexMgr == nullptr || m_indexMgr->doc_mgr == nullptr) return nullptr;
+  TableResult* result = new (std::nothrow) TableResult(true);
+  if (result != nullptr) {
+    result->readTableInfo(table);
+    m_indexMgr->doc_mgr->getPKeyByTable(table->table_id, result->getPkeyArray());
+    result->sumDocFound(static_cast<int>(result->getPkeyArray()->length()));
   }
-  m_indexLock->unlock();
   return result;
 }
 
 int GroupSearcher::getIndexDeleteCount() {
-  m_indexLock->read_lock();
-  int ret = -1;
-  if (m_indexMgr != nullptr && m_indexMgr->doc_mgr != nullptr) {
-    BinarySet deleted;
-    m_indexMgr->doc_mgr->getAllDelDocid(&deleted);
-    ret = deleted.get_size();
-  }
-  m_indexLock->unlock();
-  return ret;
+  ReadLock shared(m_indexLock);
+  if (m_indexMgr == nullptr || m_indexMgr->doc_mgr == nullptr) return -1;
+  return static_cast<int>(m_indexMgr->doc_mgr->getDeletedNumber());
 }
 
 }  // namespace mobile_search

@@ -229,14 +229,14 @@ class GroupSearcher {
   // 0, or -1 when a rename or removal failed.
   int recoverInterruptedEllipse();
   // Update bodies, run under the mutex and the exclusive lock.
+  // Changes memory only; *save tells whether the caller writes back.
   int modifyDocLocked(const char* index_name, const char* db_name,
                       const char* table_name, const char* pkey, int count,
-                      char** values);
-  // Adds a document under a new id; with auto-save on also saves the stores
-  // and sets *saved when that succeeded (a failed save gives -1).
+                      char** values, bool* save);
+  // Adds a document under a new id, in memory.
   int addNewDoc(table_info_t* table, const index_info_t* index,
                 const char* pkey, unsigned int hash, unsigned int key_crc,
-                char** values, bool* saved);
+                char** values);
   int clearDocLocked(void* ctx, const index_info_t* index,
                      const char* index_name, const char* db_name,
                      const char* table_name, clear_doc_callback callback);
@@ -248,8 +248,6 @@ class GroupSearcher {
   void applySyncPolicy();
   int saveLocked();
   void closeLocked();
-  void lockUpdates();
-  void unlockUpdates();
 
   // Compaction steps (index_ellipse.cc).
   int ellipseSnapshot(EllipseRun* run, bool force);

@@ -2,10 +2,12 @@
 // conjunctive intersection, ranking, paging and the per-table results.
 #include <cstdio>
 #include <cstring>
+#include <exception>
 #include <new>
 #include <vector>
 
 #include "config/config_manager.h"
+#include "foundation/fault_point.h"
 #include "search/group_searcher.h"
 #include "search/search_index_config.h"
 #include "search/search_result.h"
@@ -274,10 +276,13 @@ SearchIndexConfigItem* ItemForIndex(SearchIndexConfig* config,
 int GroupSearcher::doSearchIndex(SearchResult* result,
                                  SearchIndexConfig* config, _DArray** lists,
                                  int list_count) {
-  m_indexLock->read_lock();
-  const int r = doSearchImpl(result, config, lists, list_count);
-  m_indexLock->unlock();
-  return r;
+  try {
+    ReadLock shared(m_indexLock);
+    ks_fault_point("group.search");
+    return doSearchImpl(result, config, lists, list_count);
+  } catch (const std::exception&) {
+    return -1;  // out of memory: the shared lock is released on the way out
+  }
 }
 
 int GroupSearcher::doSearchImpl(SearchResult* result,

@@ -7,12 +7,14 @@
 #include <stdio.h>
 
 #include <algorithm>
+#include <exception>
 #include <new>
 #include <string>
 #include <vector>
 
 #include "foundation/binary_set.h"
 #include "foundation/durable_file.h"
+#include "foundation/fault_point.h"
 #include "foundation/file_util.h"
 #include "foundation/logging.h"
 #include "search/group_searcher.h"
@@ -70,20 +72,37 @@ int GroupSearcher::ellipseIndex(const char*, bool force) {
   if (!m_ellipsing.compare_exchange_strong(idle, 1)) {
     ret = kEllipseRunning;
   } else {
-    EllipseRun run;
-    ret = ellipseSnapshot(&run, force);
-    if (ret == kEllipseDone) ret = ellipseCopy(&run);
-    if (ret == kEllipseDone) ret = ellipseReplay(&run);
+    try {
+      EllipseRun run;
+      {
+        // The copy reads the stores while searches go on; updates wait.
+        MutexLock update(m_updateMutex);
+        {
+          WriteLock exclusive(m_indexLock);
+          ret = ellipseSnapshot(&run, force);
+        }
+        if (ret == kEllipseDone) ret = ellipseCopy(&run);
+      }
+      if (ret == kEllipseDone) {
+        onEllipseStage(kStageCopied);
+        // The replay swaps the bundle: no update may be between its change
+        // in memory and its write-back, hence the mutex too.
+        MutexLock update(m_updateMutex);
+        WriteLock exclusive(m_indexLock);
+        ret = ellipseReplay(&run);
+      }
+    } catch (const std::exception&) {
+      // Out of memory before the swap: the group stays as it was.
+      ret = kEllipseCopyIndexFailed;
+    }
     m_ellipsing.store(0);
   }
   log_printf("Out Ellipse --> the error code is %d", ret);
   return ret;
 }
 
-// Under the update mutex and the exclusive lock. On success the lock is
-// released and the mutex kept, so the copy sees the group as snapshotted.
+// Under the update mutex and the exclusive lock.
 int GroupSearcher::ellipseSnapshot(EllipseRun* run, bool force) {
-  lockUpdates();
   int ret = kEllipseDone;
   index_mgr_t* live = m_indexMgr;
   if (m_indexPath == nullptr || live == nullptr || live->doc_mgr == nullptr ||
@@ -108,17 +127,11 @@ int GroupSearcher::ellipseSnapshot(EllipseRun* run, bool force) {
       ret = kEllipseTooFew;
     }
   }
-  if (ret == kEllipseDone) {
-    m_indexLock->unlock();
-  } else {
-    unlockUpdates();
-  }
   return ret;
 }
 
-// Holds the update mutex (taken by ellipseSnapshot) and releases it: the
-// stores take no concurrent writer while they are read, so updates wait for
-// the copy while searches go on.
+// Runs under the update mutex alone: the stores take no concurrent writer
+// while they are read, so updates wait for the copy while searches go on.
 int GroupSearcher::ellipseCopy(EllipseRun* run) {
   onEllipseStage(kStageCopying);
   DocIdManager* live_docs = m_indexMgr->doc_mgr;
@@ -149,14 +162,12 @@ int GroupSearcher::ellipseCopy(EllipseRun* run) {
     }
     run->copy_base = run->copy_docs->getDocNumber();
   }
-  m_updateMutex->unlock();
+  ks_fault_point("group.compaction");
   return ret;
 }
 
 // Brings the copy up to date and swaps it in, under the exclusive lock.
 int GroupSearcher::ellipseReplay(EllipseRun* run) {
-  onEllipseStage(kStageCopied);
-  m_indexLock->write_lock();
   m_logging = false;
   int ret = kEllipseDone;
   index_mgr_t* live = m_indexMgr;
@@ -188,7 +199,6 @@ int GroupSearcher::ellipseReplay(EllipseRun* run) {
     mirrorDeletions(run);
     ret = ellipseSwap(run);
   }
-  m_indexLock->unlock();
   return ret;
 }
 

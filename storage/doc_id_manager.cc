@@ -54,9 +54,10 @@ DocIdManager::DocIdManager()
 DocIdManager::~DocIdManager() {
   if (opened) close();
   str_buffer_free(dirPath);
-  if (mutex != nullptr) mutex->lock();
-  freeMap();
-  if (mutex != nullptr) mutex->unlock();
+  {
+    MutexLock guard(mutex);
+    freeMap();
+  }
   delete idStore;
   delete keyStore;
   delete mutex;
@@ -112,13 +113,12 @@ int DocIdManager::open(const char* dir) {
   if (!is_dir(dir) && make_dir(dir, 0755) != 0) return -1;
   if (!idStore->openFiles(dir, "id") || !keyStore->openFiles(dir, "pKey")) return -1;
 
-  mutex->lock();
+  MutexLock guard(mutex);
   freeMap();
   keyMap = new (std::nothrow) hashmap<_DArray*>(kMapCapacity);
   if (keyMap == nullptr || !keyMap->valid()) {
     delete keyMap;
     keyMap = nullptr;
-    mutex->unlock();
     return -1;
   }
   // The count comes from the walk: content length / 19 overcounts once the
@@ -127,13 +127,14 @@ int DocIdManager::open(const char* dir) {
   retiredDuplicates = 0;
   unsigned int walked = 0;
   opened = true;  // records are looked up by id while the map is rebuilt
+  deletedCount = 0;
   ForEachRecord(idStore, 0, [this, &walked](unsigned int id, pkey_docid_t* rec) {
     mapRecordAtOpen(rec, id);
+    if (rec->deleted() == 1) ++deletedCount;
     walked = id + 1;
     return true;
   });
   docCount = walked;
-  mutex->unlock();
   return 0;
 }
 
@@ -198,16 +199,18 @@ int DocIdManager::reserveDeletedIds(unsigned int upTo) {
   pkey_docid_t rec;
   memset(rec.bytes, 0, sizeof(rec.bytes));
   rec.bytes[10] = 1;
-  mutex->lock();
   int rc = 0;
-  while (rc == 0 && docCount <= upTo) {
-    if (idStore->append(rec.bytes, pkey_docid_t::kSize) < 0) {
-      rc = -1;
-    } else {
-      ++docCount;
+  {
+    MutexLock guard(mutex);
+    while (rc == 0 && docCount <= upTo) {
+      if (idStore->append(rec.bytes, pkey_docid_t::kSize) < 0) {
+        rc = -1;
+      } else {
+        ++docCount;
+        ++deletedCount;
+      }
     }
   }
-  mutex->unlock();
   return rc == 0 && idStore->sync() == 1 ? 0 : -1;
 }
 
@@ -226,23 +229,16 @@ int DocIdManager::addPKey(unsigned int tableId, const char* pkey, unsigned int c
 
   // The id is taken only once both stores accepted their bytes, so a failed
   // append never leaves a hole between doc ids and record positions.
-  mutex->lock();
+  MutexLock guard(mutex);
   if (rec.longKey()) {
     int off = keyStore->append(pkey, static_cast<unsigned int>(len));
-    if (off < 0) {
-      mutex->unlock();
-      return -1;
-    }
+    if (off < 0) return -1;
     EncodeFixed32(rec.bytes + 11, static_cast<unsigned int>(off));
     EncodeFixed32(rec.bytes + 15, keyCrc);
   }
-  if (idStore->append(rec.bytes, pkey_docid_t::kSize) < 0) {
-    mutex->unlock();
-    return -1;
-  }
+  if (idStore->append(rec.bytes, pkey_docid_t::kSize) < 0) return -1;
   unsigned int d = docCount++;
   addMapValue(getDocInfoById(static_cast<int>(d)), d);
-  mutex->unlock();
   return static_cast<int>(d);
 }
 
@@ -259,7 +255,7 @@ int DocIdManager::getDocid(unsigned int tableId, const char* pkey, int& delDocid
   }
   unsigned int h = mapHash(&probe);
   int result = -1;
-  mutex->lock();
+  MutexLock guard(mutex);
   _DArray* bucket = bucketOf(h);
   for (unsigned int i = 0; bucket != nullptr && i < darray_length(bucket); ++i) {
     unsigned int e = static_cast<unsigned int>(darray_get_by_index(bucket, i));
@@ -271,7 +267,6 @@ int DocIdManager::getDocid(unsigned int tableId, const char* pkey, int& delDocid
       liveSum = rec->contentSum();
     }
   }
-  mutex->unlock();
   return result;
 }
 
@@ -329,6 +324,7 @@ pkey_docid_t* DocIdManager::getDocInfoById(int docid) {
 }
 
 void DocIdManager::setDeletedByte(unsigned int docid, pkey_docid_t* rec, unsigned char deleted) {
+  if ((rec->bytes[10] == 1) != (deleted == 1)) deletedCount += deleted == 1 ? 1 : -1;
   rec->bytes[10] = deleted;
   idStore->markDirty(static_cast<int>(docid / kRecordsPerFile),
                      (docid % kRecordsPerFile) * pkey_docid_t::kSize + 10, 1);
@@ -336,9 +332,12 @@ void DocIdManager::setDeletedByte(unsigned int docid, pkey_docid_t* rec, unsigne
 
 // Only the mark's byte goes to the file, so records appended since the last
 // save (whose postings may not be on disk) are not written with it.
-void DocIdManager::writeMark(unsigned int docid) {
-  idStore->writeThrough(static_cast<int>(docid / kRecordsPerFile),
-                        (docid % kRecordsPerFile) * pkey_docid_t::kSize + 10, 1);
+void DocIdManager::writeMark(unsigned int docid) { writeBackMark(docid); }
+
+int DocIdManager::writeBackMark(unsigned int docid) {
+  if (!opened) return -1;
+  return idStore->writeThrough(static_cast<int>(docid / kRecordsPerFile),
+                               (docid % kRecordsPerFile) * pkey_docid_t::kSize + 10, 1);
 }
 
 // Reviving one document of a key retires every other document of that key;
@@ -347,7 +346,7 @@ void DocIdManager::writeMark(unsigned int docid) {
 // the key (which open() resolves), never none.
 void DocIdManager::setMapValue(const pkey_docid_t* rec, unsigned int docid, unsigned char deleted,
                                bool writeBack) {
-  mutex->lock();
+  MutexLock guard(mutex);
   _DArray* bucket = bucketOf(mapHash(rec));
   unsigned int n = bucket == nullptr ? 0 : darray_length(bucket);
   for (unsigned int i = 0; i < n; ++i) {
@@ -363,7 +362,6 @@ void DocIdManager::setMapValue(const pkey_docid_t* rec, unsigned int docid, unsi
     setDeletedByte(e, other, 1);
     if (writeBack) writeMark(e);
   }
-  mutex->unlock();
 }
 
 int DocIdManager::setDeleted(unsigned int docid, unsigned char deleted, bool writeBack) {
@@ -445,7 +443,7 @@ int DocIdManager::appendCopy(const pkey_docid_t* rec, DocIdManager* from, unsign
   memcpy(copy.bytes, rec->bytes, sizeof(copy.bytes));
   str_buffer_reset(work);
   from->getPKey(static_cast<int>(id), work);
-  mutex->lock();
+  MutexLock guard(mutex);
   if (copy.longKey()) {
     // A key that cannot be restored (or stored) gets offset -1, which never
     // resolves, rather than its old offset, which could name another key here.
@@ -455,9 +453,9 @@ int DocIdManager::appendCopy(const pkey_docid_t* rec, DocIdManager* from, unsign
   int rc = idStore->append(copy.bytes, pkey_docid_t::kSize);
   if (rc >= 0) {
     unsigned int d = docCount++;
+    if (copy.deleted() == 1) ++deletedCount;
     addMapValue(getDocInfoById(static_cast<int>(d)), d);
   }
-  mutex->unlock();
   return rc < 0 ? -1 : 0;
 }
 

@@ -32,8 +32,9 @@
 //
 // Ownership: the manager owns both stores, the map and its buckets.
 // Threads: the internal mutex guards the map and the document count; record
-// bytes are read and written without it (the group searcher's locks
-// serialise writers). Failures: return values only (-1, null, 0 as listed),
+// bytes (and the deleted count) are read and written without it: the group
+// searcher changes them only under its exclusive lock, and reads them under
+// its shared one. Failures: return values only (-1, null, 0 as listed),
 // nothing is logged.
 #ifndef KS_STORAGE_DOC_ID_MANAGER_H_
 #define KS_STORAGE_DOC_ID_MANAGER_H_
@@ -136,6 +137,12 @@ class DocIdManager {
   int getPKeyByTable(unsigned int tableId, ArrayList* out);
 
   unsigned int getDocNumber() const { return docCount; }
+  // Number of records whose deleted byte is 1 (what getAllDelDocid collects),
+  // kept as marks change.
+  unsigned int getDeletedNumber() const { return deletedCount; }
+  // Writes the deletion mark of `docid` back alone (see delDocid with
+  // writeBack false). 0, or -1.
+  int writeBackMark(unsigned int docid);
   void setAutoSave(bool on);
   bool isAutoSave() const { return autoSave; }
   bool isOpened() const { return opened; }
@@ -181,6 +188,7 @@ class DocIdManager {
   unsigned int docCount;
   bool autoSave;
   bool opened;
+  unsigned int deletedCount = 0;  // guarded like the records: by the searcher's locks
   unsigned int cutRecords = 0;
   unsigned int retiredDuplicates = 0;
 };
