@@ -36,6 +36,7 @@
 #include <time.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
@@ -43,6 +44,7 @@
 #include <fstream>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "bench/search_corpus.h"
@@ -400,6 +402,46 @@ void BM_Query(benchmark::State& state, QueryClass cls, size_t size) {
   state.counters["peak_rss_mb"] = PeakRssMb();
 }
 
+// Searches of one group while the change hook's inserts arrive: a writer
+// thread adds 2,000 messages with auto-save on (each saved before the call
+// returns) while this thread runs two-character queries; then the same
+// number of queries with no writer. p99 of both and their ratio.
+void BM_QueryWhileAdding(benchmark::State& state, size_t size) {
+  if (g_corpus->messages() < size) g_corpus->GrowMessages(size);
+  const std::vector<std::string> queries = MakeQueries(kChinese2, g_settings->queries, kMessageSeed,
+                                                       g_corpus->messages(), kContactSeed, g_corpus->contacts());
+  Searcher& searcher = g_corpus->searcher();
+  auto query = [&](size_t i) {
+    const double wall0 = Seconds(CLOCK_MONOTONIC);
+    free(searcher.doSearch(kMessageIndex, nullptr, queries[i % queries.size()].c_str(), 0, kPageSize, false));
+    return Seconds(CLOCK_MONOTONIC) - wall0;
+  };
+  for (auto _ : state) {
+    std::vector<std::string> texts;
+    for (int i = 0; i < 2000; ++i) texts.push_back(g_corpus->message_generator().Next());
+    g_corpus->SetLive(true);
+    std::atomic<bool> done{false};
+    std::atomic<int> failed{0};
+    std::thread writer([&] {
+      for (const std::string& t : texts) failed += g_corpus->AddLiveMessage(t) < 0;
+      done = true;
+    });
+    std::vector<double> busy, idle;
+    while (!done) busy.push_back(query(busy.size()));
+    writer.join();
+    g_corpus->SetLive(false);
+    for (size_t i = 0; i < busy.size(); ++i) idle.push_back(query(i));
+    if (failed > 0) state.SkipWithError("addDoc failed");
+    const double p99_busy = Percentile(&busy, 99), p99_idle = Percentile(&idle, 99);
+    state.counters["queries"] = static_cast<double>(busy.size());
+    state.counters["p99_busy_ms"] = p99_busy * 1e3;
+    state.counters["p99_idle_ms"] = p99_idle * 1e3;
+    state.counters["p50_busy_ms"] = Percentile(&busy, 50) * 1e3;
+    state.counters["p50_idle_ms"] = Percentile(&idle, 50) * 1e3;
+    state.counters["p99_ratio"] = p99_idle > 0 ? p99_busy / p99_idle : 0;
+  }
+}
+
 std::string SizeSuffix(size_t size) { return "/messages:" + std::to_string(size); }
 
 void RegisterQueries(size_t size) {
@@ -433,6 +475,10 @@ void RegisterAll() {
         ->Iterations(static_cast<benchmark::IterationCount>(g_settings->autosave))
         ->UseManualTime()
         ->Unit(benchmark::kMicrosecond);
+    benchmark::RegisterBenchmark(("BM_QueryWhileAdding" + SizeSuffix(size)).c_str(), BM_QueryWhileAdding,
+                                 size)
+        ->Iterations(1)
+        ->Unit(benchmark::kMillisecond);
     RegisterQueries(size);
   }
 }
