@@ -81,7 +81,8 @@ ToolError Database::open(const DatabaseOptions& db, bool writable) {
                        "give its key with --key");
     }
     return toolError(kNotADatabase, "cannot read " + db.file + ": wrong key, or not a database",
-                     "check the key given with --key");
+                     "check the key given with --key (leave it out for a database that is "
+                     "not encrypted)");
   }
   return toolError(kEngineFailed, "cannot read " + db.file + ": " + why);
 }

@@ -59,8 +59,14 @@ ToolError makeSampleDatabase(const std::string& dir, const std::string& db_file)
     std::printf("Using the sample chat database made before: %s\n", db_file.c_str());
     return ToolError();
   }
+  // Written under another name first, so that an interrupted run leaves no
+  // half-made database to be taken for a finished one.
+  const std::string part_file = db_file + ".part";
   SampleChatSize size;
-  ToolError error = createSampleChat(db_file, kDemoKey, kDemoMessages, &size);
+  ToolError error = createSampleChat(part_file, kDemoKey, kDemoMessages, &size);
+  if (error.ok() && std::rename(part_file.c_str(), db_file.c_str()) != 0) {
+    error = toolError(kEngineFailed, "cannot rename " + part_file + " to " + db_file);
+  }
   if (!error.ok()) return error;
   std::printf("Made a sample chat database: %s\n  %d contacts and %s messages, encrypted with the key "
               "\"%s\"\n",
