@@ -6,7 +6,7 @@ set -euo pipefail
 packages=(
   build-essential cmake ninja-build pkg-config clang libclang-rt-14-dev
   libgtest-dev libgmock-dev libbenchmark-dev
-  libsqlcipher-dev sqlcipher
+  libsqlcipher-dev sqlcipher libcli11-dev
   openjdk-17-jdk-headless
   unicode-data python3 bzip2
 )
