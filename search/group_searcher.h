@@ -259,18 +259,24 @@ class GroupSearcher {
   // Replaces the operation log by an empty one.
   void resetLog();
 
-  std::atomic<unsigned char> m_ellipsing;  // compaction running
-  _str_buffer_t* m_indexPath;               // group directory
-  index_mgr_t* m_indexMgr;                  // null while closed
-  ini_ctx_t* m_groupCfg;                    // group settings, usually null
-  _str_buffer_t* m_groupName;
-  TokenParser* m_tokenParser;
-  ConfigManager* m_configMgr;               // borrowed
+  // Locks, always taken in this order: m_updateMutex, then m_indexLock.
+  // Updates hold the mutex throughout, m_indexLock exclusively while they
+  // change memory and shared while they write back; searches hold
+  // m_indexLock shared; compaction holds the mutex while it copies and both
+  // while it snapshots and swaps.
+  std::atomic<unsigned char> m_ellipsing;  // compaction running (atomic)
+  _str_buffer_t* m_indexPath;               // group directory; set by open (both locks)
+  index_mgr_t* m_indexMgr;                  // null while closed; replaced under both locks,
+                                            // its stores changed under the exclusive lock
+  ini_ctx_t* m_groupCfg;                    // group settings, usually null (both locks)
+  _str_buffer_t* m_groupName;               // set by open (both locks)
+  TokenParser* m_tokenParser;               // stateless, used under the exclusive lock
+  ConfigManager* m_configMgr;               // borrowed; set by open (both locks)
   ThreadMutex* m_updateMutex;
   ReadWriteLock* m_indexLock;
-  std::atomic<bool> m_autoSave;
-  bool m_logging;                           // changes go to the operation log
-  bool m_durable = false;                   // stores flush saves to the device
+  std::atomic<bool> m_autoSave;             // changed under both locks
+  bool m_logging;                           // changes go to the operation log (exclusive lock)
+  bool m_durable = false;                   // stores flush saves to the device (update mutex)
 };
 
 }  // namespace mobile_search
