@@ -368,6 +368,9 @@ int GroupSearcher::addDocByDocId(int doc_id, table_info_t* table, const _DArray*
   if (table == nullptr || fields == nullptr || values == nullptr || m_indexMgr == nullptr) {
     return -1;
   }
+  // One copy of the engine options for the whole document.
+  const TextOptions options =
+      m_configMgr != nullptr ? m_configMgr->getEngineOptions()->textOptions() : TextOptions();
   // Only index fields are tokenized; profile fields count for the content
   // hash alone.
   for (int i = 0; i < table->index_field_num; ++i) {
@@ -376,7 +379,7 @@ int GroupSearcher::addDocByDocId(int doc_id, table_info_t* table, const _DArray*
         slot_as<field_info_t>(darray_get_by_index(fields, static_cast<unsigned int>(i)));
     if (field == nullptr || is_empty_str(value)) continue;
     if (m_tokenParser->fieldTokenizer(doc_id, i, value, field->is_pinyin, field->is_notoken,
-                                      m_autoSave, m_indexMgr->index_mgr) == -1) {
+                                      m_autoSave, m_indexMgr->index_mgr, options) == -1) {
       log_printf("token field value fail %s\n", value);
     }
   }
@@ -473,6 +476,16 @@ TableResult* GroupSearcher::getTableRecord(const char* index_name, const char* d
   }
   m_indexLock->unlock();
   return result;
+}
+
+int GroupSearcher::getDocCount() {
+  m_indexLock->read_lock();
+  int ret = -1;
+  if (m_indexMgr != nullptr && m_indexMgr->doc_mgr != nullptr) {
+    ret = static_cast<int>(m_indexMgr->doc_mgr->getDocNumber());
+  }
+  m_indexLock->unlock();
+  return ret;
 }
 
 int GroupSearcher::getIndexDeleteCount() {

@@ -4,15 +4,20 @@
 //                         --table TABLE --pkey COLUMN --fields A,B,...
 //                         [--pinyin A] [--profile C] [--notoken D]
 //                         [--where CONDITION] [--index NAME] [--group NAME]
+//                         [--option NAME=VALUE ...]
 //       Registers an index over one table of a (possibly encrypted) SQLite
 //       database and scans the table in batches of 50 rows until it is fully
 //       indexed, then saves. Running it again resumes where the last run
 //       stopped and picks up new rows.
 //   kestrin_search search --root DIR --index NAME [--field F] [--start N]
-//                         [--num N] QUERY
+//                         [--num N] [--option NAME=VALUE ...] QUERY
 //       Prints the JSON result of a query (or "null" when nothing is found).
-//   kestrin_search abstract [--limit N] TEXT QUERY
+//   kestrin_search abstract [--limit N] [--option NAME=VALUE ...] TEXT QUERY
 //       Prints the highlighted abstract of TEXT for QUERY.
+//   --option sets an engine option (utf8=full, infix_digits=N,
+//   fold=simplified; repeatable) on the root before anything else; the root
+//   keeps it. An option that changes what is indexed fails on an index that
+//   holds documents with another value.
 //   kestrin_search pinyin CHARACTER
 //       Prints the usual pinyin reading of one Han character.
 //
@@ -25,6 +30,7 @@
 #include <vector>
 
 #include "adapter/ks_search_data_adapter.h"
+#include "config/engine_options.h"
 #include "search/searcher.h"
 #include "text/highlight.h"
 #include "text/pinyin.h"
@@ -39,6 +45,7 @@ const int kFailed = 1;
 
 struct Args {
   std::map<std::string, std::string> options;  // "--name value" pairs
+  std::vector<std::string> engine_options;     // every "--option name=value"
   std::vector<std::string> positional;
 };
 
@@ -49,9 +56,10 @@ int usage() {
       "                        --table TABLE --pkey COLUMN --fields A,B,...\n"
       "                        [--pinyin A] [--profile C] [--notoken D]\n"
       "                        [--where CONDITION] [--index NAME] [--group NAME]\n"
+      "                        [--option NAME=VALUE ...]\n"
       "  kestrin_search search --root DIR --index NAME [--field F] [--start N]\n"
-      "                        [--num N] QUERY\n"
-      "  kestrin_search abstract [--limit N] TEXT QUERY\n"
+      "                        [--num N] [--option NAME=VALUE ...] QUERY\n"
+      "  kestrin_search abstract [--limit N] [--option NAME=VALUE ...] TEXT QUERY\n"
       "  kestrin_search pinyin CHARACTER\n",
       stderr);
   return kUsage;
@@ -63,7 +71,11 @@ bool parseArgs(int argc, char** argv, Args* args) {
   for (int i = 0; i < argc; ++i) {
     if (std::strncmp(argv[i], "--", 2) == 0) {
       if (i + 1 >= argc) return false;
-      args->options[argv[i] + 2] = argv[i + 1];
+      if (std::strcmp(argv[i], "--option") == 0) {
+        args->engine_options.push_back(argv[i + 1]);
+      } else {
+        args->options[argv[i] + 2] = argv[i + 1];
+      }
       ++i;
     } else {
       args->positional.push_back(argv[i]);
@@ -89,12 +101,28 @@ std::string baseName(const std::string& path) {
   return slash == std::string::npos ? path : path.substr(slash + 1);
 }
 
-bool openSearcher(Searcher* searcher, const char* root) {
+// Calls set(name, value) for every --option; false, with a message, at the
+// first that is malformed or refused.
+template <typename Set>
+bool applyEngineOptions(const Args& args, Set set) {
+  for (const std::string& option : args.engine_options) {
+    const size_t eq = option.find('=');
+    if (eq == std::string::npos || set(option.substr(0, eq), option.substr(eq + 1)) != 0) {
+      std::fprintf(stderr, "option %s refused\n", option.c_str());
+      return false;
+    }
+  }
+  return true;
+}
+
+bool openSearcher(Searcher* searcher, const char* root, const Args& args) {
   if (searcher->open(root, 0) != 0) {
     std::fprintf(stderr, "cannot open the index root %s\n", root);
     return false;
   }
-  return true;
+  return applyEngineOptions(args, [searcher](const std::string& name, const std::string& value) {
+    return searcher->setOption(name.c_str(), value.c_str());
+  });
 }
 
 // Scans until a batch reports no progress; returns the number of batches
@@ -124,7 +152,7 @@ int runIndex(const Args& args) {
   const char* index = opt(args, "index") ? opt(args, "index") : table;
 
   Searcher searcher;
-  if (!openSearcher(&searcher, root)) return kFailed;
+  if (!openSearcher(&searcher, root, args)) return kFailed;
   if (searcher.addIndex(index, db_name.c_str(), table, pkey, fields, opt(args, "where"),
                         opt(args, "pinyin"), opt(args, "profile"), opt(args, "notoken"),
                         opt(args, "group")) < 0) {
@@ -155,7 +183,7 @@ int runSearch(const Args& args) {
   const char* index = opt(args, "index");
   if (!root || !index || args.positional.size() != 1) return usage();
   Searcher searcher;
-  if (!openSearcher(&searcher, root)) return kFailed;
+  if (!openSearcher(&searcher, root, args)) return kFailed;
   char* json = searcher.doSearch(index, opt(args, "field"), args.positional[0].c_str(),
                                  intOpt(args, "start", 0), intOpt(args, "num", 10), false);
   std::printf("%s\n", json ? json : "null");
@@ -166,10 +194,16 @@ int runSearch(const Args& args) {
 
 int runAbstract(const Args& args) {
   if (args.positional.size() != 2) return usage();
+  mobile_search::OptionValues values;
+  if (!applyEngineOptions(args, [&values](const std::string& name, const std::string& value) {
+        return mobile_search::parseEngineOption(name.c_str(), value.c_str(), &values);
+      })) {
+    return kFailed;
+  }
   int hit = 0;
   char* text = mobile_search::highLight_Abstract(args.positional[0].c_str(),
                                                  args.positional[1].c_str(),
-                                                 intOpt(args, "limit", 30), hit);
+                                                 intOpt(args, "limit", 30), hit, values.text);
   if (text == nullptr) return kFailed;
   std::printf("%s\n", text);
   std::free(text);
