@@ -97,7 +97,8 @@ int parseEngineOption(const char* name, const char* value, OptionValues* values)
 }
 
 EngineOptions::EngineOptions(const char* root) : m_set(), m_path(str_buffer_create(root)) {
-  static_assert(kMaxOptions >= sizeof(kOptions) / sizeof(kOptions[0]), "raise kMaxOptions");
+  static_assert(kMaxOptions >= static_cast<int>(sizeof(kOptions) / sizeof(kOptions[0])),
+                "raise kMaxOptions");
   if (m_path != nullptr) str_buffer_append(m_path, kOptionsFile);
 }
 

@@ -268,7 +268,8 @@ final class BridgeTest {
                 native_hook_db("a", 1L), native_scan_table("a", "b", "c"),
                 native_modify_doc("i", "d", "t", "k", new Object[] {"v"}),
                 native_del_doc("i", "d", "t", "k"), native_get_del_num("default"),
-                native_set_auto_save("i", "d", "t", true), native_init_engine(null, 0),
+                native_set_auto_save("i", "d", "t", true), native_set_option("utf8", "full"),
+                native_init_engine(null, 0),
                 native_init_engine("", 0));
         checkAll(null, "without engine", native_search("i", null, "q", 0, 10, false),
                 native_get_table_record("i", "d", "t"));
