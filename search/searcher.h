@@ -13,7 +13,9 @@
 // close() first if the data are to reach the disk.
 //
 // Threads: the Searcher takes no lock of its own (its mutex has no user and
-// is kept only for the object's lifetime). Its operations may be called from
+// is kept only for the object's lifetime) beyond its root's index gate
+// (config/engine_options.h), held shared by modifyDoc / addDoc and
+// exclusively by setOption of an option that changes what is indexed. Its operations may be called from
 // several threads at once; the ConfigManager and each GroupSearcher hold the
 // locks. Re-initialising or destroying it while other calls run is not
 // protected.

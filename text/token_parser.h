@@ -27,6 +27,9 @@
 //   "张三"      张三                          张, 三, 张三
 //   5 Han chars 14 substrings of 1..4 chars  5 singles, 4 pairs
 //
+// Engine options: every entry point also has a form taking TextOptions
+// (text/text_options.h); the forms without it analyse with no option set.
+//
 // Ownership: the parser owns its rules and both tokenizers. It keeps no state
 // between calls; the owner serialises use (a GroupSearcher for indexing, the
 // Searcher for queries). Failures are -1 results; a failed posting is logged

@@ -64,14 +64,10 @@ TEST_F(TextOptionsTest, OptionsAreCheckedKeptAndChangeOnlyOnAnEmptyIndex) {
   Searcher closed;
   EXPECT_EQ(-1, closed.setOption("utf8", "full"));
   EXPECT_EQ("<null>", Take(closed.getOption("utf8")));
-  for (const auto& bad : std::vector<std::pair<const char*, const char*>>{{"nosuch", "1"},
-                                                                          {"utf8", "on"},
-                                                                          {"infix_digits", "2"},
-                                                                          {"infix_digits", "21"},
-                                                                          {"infix_digits", "4x"},
-                                                                          {"infix_digits", "-4"},
-                                                                          {"fold", "traditional"},
-                                                                          {"", "off"}}) {
+  const std::vector<std::pair<const char*, const char*>> refused = {
+      {"nosuch", "1"},       {"utf8", "on"},        {"infix_digits", "2"}, {"infix_digits", "21"},
+      {"infix_digits", "4x"}, {"infix_digits", "-4"}, {"fold", "traditional"}, {"", "off"}};
+  for (const auto& bad : refused) {
     EXPECT_EQ(-1, searcher_.setOption(bad.first, bad.second)) << bad.first << "=" << bad.second;
   }
   EXPECT_FALSE(ks_test::FileExists(file)) << "created only when an option is set";
@@ -93,7 +89,8 @@ TEST_F(TextOptionsTest, OptionsAreCheckedKeptAndChangeOnlyOnAnEmptyIndex) {
   EXPECT_NE(std::string::npos, log.find("option fold cannot change")) << log;
   EXPECT_EQ("[options]\ninfix_digits=4\nfold=simplified\n", ks_test::ReadFile(file));
 
-  // A second engine on the root reads them back.
+  // Another engine on the root sees them (the file is read at start, see
+  // tests/config/engine_options_test.cc).
   {
     Searcher again;
     ASSERT_EQ(0, again.open(dir_.path().c_str(), 0));
@@ -118,23 +115,17 @@ TEST_F(TextOptionsTest, OptionsAreCheckedKeptAndChangeOnlyOnAnEmptyIndex) {
 
 TEST_F(TextOptionsTest, Utf8FullFindsTextAfterAccentsDotsAndBadBytes) {
   Compare("utf8", "full",
-          {{"", "列夫·托尔斯泰的小说"},
-           {"José", "un café noir"},
+          {{"", "列夫·托尔斯泰的小说"}, {"José", "un café noir"},
            {"", "25°C 今天很热"},
            {"",
             "x\xC3"
             "y 尾巴"},
            {"", "👍好的 𠀀𠀁"}},
-          {{"托尔斯泰", "m1", "-"},
-           {"小说", "m1", "-"},
-           {"列夫", "m1", "m1"},
-           {"café", "m2", "m2"},
-           {"noir", "m2", "-"},
-           {"jos", "m2", "m2"},
-           {"今天", "m3", "-"},
-           {"尾巴", "m4", "-"},
-           {"y", "m4", "-"},
-           {"𠀀𠀁", "m5", "m5"},
+          {{"托尔斯泰", "m1", "-"}, {"小说", "m1", "-"},
+           {"列夫", "m1", "m1"}, {"café", "m2", "m2"},
+           {"noir", "m2", "-"}, {"jos", "m2", "m2"},
+           {"今天", "m3", "-"}, {"尾巴", "m4", "-"},
+           {"y", "m4", "-"}, {"𠀀𠀁", "m5", "m5"},
            {"好的", "m5", "m5"},
            // Symbols and emoji are separators now: they are no terms.
            {"👍", "-", "m5"},
@@ -146,14 +137,11 @@ TEST_F(TextOptionsTest, Utf8FullFindsTextAfterAccentsDotsAndBadBytes) {
 
 TEST_F(TextOptionsTest, InfixDigitsFindPhoneNumberTailsBelowPrefixes) {
   Compare("infix_digits", "4",
-          {{"", "call 13812345678"},
-           {"", "5678 is the code"},
-           {"", "1358"},
-           {"", std::string(30, '9')},
+          {{"", "call 13812345678"}, {"", "5678 is the code"},
+           {"", "1358"}, {"", std::string(30, '9')},
            {"13912340000", "name"}},
           {{"5678", "m2 m1", "m2"},  // the prefix ranks above the tail
-           {"345678", "m1", "-"},
-           {"12345678", "m1", "-"},
+           {"345678", "m1", "-"}, {"12345678", "m1", "-"},
            {"1358", "m3", "m3"},  // prefixes and tails only, not any digits
            {"678", "-", "-"},     // tails shorter than 4 digits
            {"2345", "-", "-"},    // inside the number, not at its end
@@ -166,12 +154,9 @@ TEST_F(TextOptionsTest, FoldSimplifiedLetsBothScriptsFindEachOther) {
   Compare("fold", "simplified",
           {{"張三", "我爱你"}, {"张三", "愛國"}, {"", "ＡＢＣ１２３ 乾坤"}, {"", "干杯"}},
           {{"爱", "m2 m1", "m1"},  // text hits come newest first
-           {"愛", "m2 m1", "m2"},
-           {"国", "m2", "-"},
-           {"zhangsan", "m1 m2", "m1 m2"},
-           {"張三", "m1 m2", "m1"},
-           {"abc", "m3", "-"},
-           {"ＡＢＣ", "m3", "m3"},
+           {"愛", "m2 m1", "m2"}, {"国", "m2", "-"},
+           {"zhangsan", "m1 m2", "m1 m2"}, {"張三", "m1 m2", "m1"},
+           {"abc", "m3", "-"}, {"ＡＢＣ", "m3", "m3"},
            {"123", "m3", "-"},
            {"乾", "m3", "m3"},  // also simplified in some uses: not folded
            {"干", "m4", "m4"}});
