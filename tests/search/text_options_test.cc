@@ -117,9 +117,7 @@ TEST_F(TextOptionsTest, Utf8FullFindsTextAfterAccentsDotsAndBadBytes) {
   Compare("utf8", "full",
           {{"", "列夫·托尔斯泰的小说"}, {"José", "un café noir"},
            {"", "25°C 今天很热"},
-           {"",
-            "x\xC3"
-            "y 尾巴"},
+           {"", std::string("x\xC3") + "y 尾巴"},
            {"", "👍好的 𠀀𠀁"}},
           {{"托尔斯泰", "m1", "-"}, {"小说", "m1", "-"},
            {"列夫", "m1", "m1"}, {"café", "m2", "m2"},
