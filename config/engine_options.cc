@@ -160,14 +160,14 @@ bool EngineOptions::wouldChange(const EngineOptionSpec* spec, const char* value)
   return strcmp(before, after) != 0;
 }
 
-int EngineOptions::set(const EngineOptionSpec* spec, const char* value) {
+int EngineOptions::set(const EngineOptionSpec* spec, const char* value, bool durable) {
   if (spec == nullptr || value == nullptr) return -1;
   m_lock.lock();
   OptionValues next = m_values;
   bool marked[kMaxOptions];
   memcpy(marked, m_set, sizeof(marked));
   marked[positionOf(spec)] = true;
-  int ret = spec->parse(value, &next) ? save(next, marked) : -1;
+  int ret = spec->parse(value, &next) ? save(next, marked, durable) : -1;
   if (ret == 0) {
     m_values = next;
     memcpy(m_set, marked, sizeof(m_set));
@@ -183,7 +183,7 @@ void EngineOptions::reset() {
   m_lock.unlock();
 }
 
-int EngineOptions::save(const OptionValues& values, const bool* marked) const {
+int EngineOptions::save(const OptionValues& values, const bool* marked, bool durable) const {
   if (m_path == nullptr) return -1;
   ini_ctx_t* doc = ini_ctx_create();
   int ret = doc != nullptr && str_buffer_append(doc->path, m_path->data) ? 0 : -1;
@@ -193,7 +193,7 @@ int EngineOptions::save(const OptionValues& values, const bool* marked) const {
     kOptions[i].format(values, text, sizeof(text));
     if (ini_ctx_section_add_item(doc, kSection, kOptions[i].name, text) < 0) ret = -1;
   }
-  if (ret == 0) ret = ini_ctx_save(doc, true);
+  if (ret == 0) ret = ini_ctx_save_durable(doc, true, durable);
   ini_ctx_free(doc);
   if (ret != 0) log_printf("options file %s not written \n", m_path->data);
   return ret;

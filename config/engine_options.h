@@ -6,6 +6,9 @@
 // value text is checked and stored into OptionValues and written back as
 // text, and an optional hook run once a value is in force. Adding an option
 // is adding a row (plus, when text analysis reads it, a TextOptions field).
+// An option that only steers the engine, such as a durability switch, has
+// changesIndex false, a field of its own in OptionValues and an apply hook
+// (which could call ConfigManager::setSyncWrites, for instance).
 //
 //   name           values                changes what is indexed
 //   utf8           full | off            yes
@@ -93,10 +96,10 @@ class EngineOptions {
   // True when setting `value` would give the option another value than it
   // has now (a value the option does not take changes nothing).
   bool wouldChange(const EngineOptionSpec* spec, const char* value) const;
-  // Checks the value, writes the file with it and then makes it current.
-  // 0; -1 for a value the option does not take or a file that cannot be
-  // written (the option keeps its value then).
-  int set(const EngineOptionSpec* spec, const char* value);
+  // Checks the value, writes the file with it (flushed to the device when
+  // `durable`) and then makes it current. 0; -1 for a value the option does
+  // not take or a file that cannot be written (the option keeps its value).
+  int set(const EngineOptionSpec* spec, const char* value, bool durable);
   // Every option back to off; the file is left to the caller (clean wipes it).
   void reset();
 
@@ -106,7 +109,7 @@ class EngineOptions {
   static constexpr int kMaxOptions = 32;
 
   // Writes the options marked in `marked` with their values in `values`.
-  int save(const OptionValues& values, const bool* marked) const;
+  int save(const OptionValues& values, const bool* marked, bool durable) const;
 
   mutable ThreadMutex m_lock;  // guards m_values and m_set
   ReadWriteLock m_gate;

@@ -64,7 +64,7 @@ int Searcher::setOption(const char* name, const char* value) {
       !EmptyIndex(config_manager_, name)) {
     ret = -1;
   }
-  if (ret == 0) ret = options->set(spec, value);
+  if (ret == 0) ret = options->set(spec, value, config_manager_->syncWrites());
   if (spec->changesIndex) gate->unlock();
   if (ret == 0 && spec->apply != nullptr) spec->apply(config_manager_, options->values());
   return ret;
