@@ -64,6 +64,11 @@ const JNINativeMethod kHookDbLongMethod[] = {
     KS_NATIVE("native_hook_db", "(Ljava/lang/String;J)I", hook_db_long),
 };
 
+// The engine options; also on its own, for hosts that do not declare it.
+const JNINativeMethod kSetOptionMethod[] = {
+    KS_NATIVE("native_set_option", "(Ljava/lang/String;Ljava/lang/String;)I", set_option),
+};
+
 const JNINativeMethod kUtilsMethods[] = {
     KS_NATIVE("native_highlight_abstract",
               "(Ljava/lang/String;Ljava/lang/String;I)Ljava/lang/String;", highlight_abstract),
@@ -100,6 +105,7 @@ extern "C" JNIEXPORT jint JNICALL JNI_OnLoad(JavaVM* vm, void*) {
 
   if (register_methods(env, kNativeHandlerClass, kNativeHandlerMethods) != 0) return -1;
   register_methods(env, kNativeHandlerClass, kHookDbLongMethod);
+  register_methods(env, kNativeHandlerClass, kSetOptionMethod);
   if (register_methods(env, kUtilsClass, kUtilsMethods) != 0) return -1;
   // Here, on the thread loading the library, FindClass sees the
   // application's classes; callbacks on other threads use what is cached.

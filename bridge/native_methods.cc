@@ -273,11 +273,23 @@ jint sign_str_hash(JNIEnv* env, jclass, jobjectArray strings, jint seed) {
 
 jint base_weight_value(JNIEnv*, jclass) { return kBaseWeight; }
 
+jint set_option(JNIEnv* env, jclass, jstring name, jstring value) {
+  mobile_search::Searcher* searcher = engine_searcher();
+  ScopedUtfChars option(env, name);
+  ScopedUtfChars text(env, value);
+  if (searcher == nullptr || option.get() == nullptr || text.get() == nullptr) return -1;
+  return searcher->setOption(option.get(), text.get());
+}
+
 jstring highlight_abstract(JNIEnv* env, jclass, jstring text, jstring query, jint length) {
   ScopedUtfChars source(env, text);
   ScopedUtfChars words(env, query);
   int hit = 0;
-  char* abstract = mobile_search::highLight_Abstract(source.get(), words.get(), length, hit);
+  mobile_search::Searcher* searcher = engine_searcher();
+  const mobile_search::TextOptions options =
+      searcher != nullptr ? searcher->textOptions() : mobile_search::TextOptions();
+  char* abstract =
+      mobile_search::highLight_Abstract(source.get(), words.get(), length, hit, options);
   if (hit != 1) {
     free(abstract);
     return nullptr;

@@ -2,7 +2,8 @@
 // jni_onload.cc):
 //   com/orvenco/android/vantrel/search/NativeHandler  engine lifecycle,
 //       databases and indexes, scans and hooks, searching, documents,
-//       compaction (twenty methods, plus the 64-bit form of native_hook_db);
+//       compaction (twenty methods, plus the 64-bit form of native_hook_db
+//       and native_set_option for the engine options);
 //   com/orvenco/android/vantrel/search/Utils  highlighted abstracts and
 //       pinyin conversion.
 // The two methods installing host callbacks are in host_callbacks.h.
@@ -79,11 +80,16 @@ jstring get_table_record(JNIEnv* env, jclass, jstring index_name, jstring db_nam
 jint sign_str_hash(JNIEnv* env, jclass, jobjectArray strings, jint seed);
 // 20.
 jint base_weight_value(JNIEnv* env, jclass);
+// (String name, String value) -> Searcher::setOption's result: 0, or -1
+// without engine, for a null argument or a refused option. Registered on its
+// own (beside the table above), so a host class without it loses nothing.
+jint set_option(JNIEnv* env, jclass, jstring name, jstring value);
 
 // ---- Utils ----
 
 // The highlighted abstract of at most `length` characters, or null when the
-// query matched nothing (or an argument is null).
+// query matched nothing (or an argument is null). Follows the running
+// engine's text options (none without engine).
 jstring highlight_abstract(JNIEnv* env, jclass, jstring text, jstring query, jint length);
 // The pinyin of the one Han character of `text`, whose byte length is `len`;
 // null when it has none.

@@ -84,9 +84,12 @@ ConfigManager::ConfigManager(const char* root)
       m_config(nullptr),
       m_configLock(new ThreadMutex()),
       m_groupLock(new ThreadMutex()),
-      m_rootPath(str_buffer_create(root)) {
+      m_rootPath(str_buffer_create(root)),
+      m_options(new EngineOptions(root != nullptr ? root : "")) {
   log_level_printf(SEARCH_LOG_WARN, "配置对象初始化路径为 %s \n", root != nullptr ? root : "(null)");
   m_ok = m_rootPath != nullptr && setupConfigManager() == 0;
+  // Read after the version check, which may have wiped the root.
+  if (m_ok) m_ok = m_options->load(this) == 0;
 }
 
 ConfigManager::~ConfigManager() {
@@ -96,6 +99,7 @@ ConfigManager::~ConfigManager() {
   retireIndexDefinitions();
   delete m_configLock;
   delete m_groupLock;
+  delete m_options;
 }
 
 void ConfigManager::retireIndexDefinitions() {
@@ -132,6 +136,7 @@ int ConfigManager::setupConfigManager() {
 
 int ConfigManager::clean() {
   remove_dir(getRootIndexPath());
+  m_options->reset();
   return make_dir(getRootIndexPath(), 0755);
 }
 

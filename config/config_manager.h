@@ -18,6 +18,8 @@
 //                        row-id or history change.
 //   "/TableRowid.cfg"    older row-id file ([default] db_table_index=rowid),
 //                        migrated into "/Table.cfg" and removed at start.
+//   "/Options.cfg"       engine options ([options] name=value), only once an
+//                        option was set; see config/engine_options.h.
 //
 // Ownership: the manager owns its groups (and through them the groups'
 // searchers), its table records and index definitions. Returned records,
@@ -44,6 +46,7 @@
 #include <atomic>
 
 #include "config/config_records.h"
+#include "config/engine_options.h"
 #include "config/table_config.h"
 #include "foundation/dynamic_array.h"
 #include "foundation/ini_file.h"
@@ -81,6 +84,8 @@ class ConfigManager {
   // existing index was found valid.
   int getVersionResult() const { return m_versionResult; }
   const char* getRootIndexPath();
+  // The engine options of this root, read at start; never null.
+  EngineOptions* getEngineOptions() { return m_options; }
 
   // ---- Start-up steps (run by the constructor) ----
   // Version check, group file, index file, then the old row-id file or, when
@@ -89,8 +94,8 @@ class ConfigManager {
   // 1 when the root was (re)initialised or the stamp file could not be
   // loaded, 0 when the stamp is valid or the root cannot be created.
   int checkIndexVersion();
-  // Removes the root with everything below it and recreates it empty; the
-  // result of recreating it (0 / -1).
+  // Removes the root with everything below it and recreates it empty, every
+  // engine option back to off; the result of recreating it (0 / -1).
   int clean();
   // Each: 0, or -1 when the file cannot be loaded. A missing file counts as
   // empty. readOldTableRowidConfigFile returns 0 only when it migrated.
@@ -222,6 +227,7 @@ class ConfigManager {
   ThreadMutex* m_groupLock;
   _str_buffer_t* m_rootPath;
   std::atomic<bool> m_syncWrites{false};
+  EngineOptions* m_options;
 };
 
 }  // namespace mobile_search

@@ -370,6 +370,9 @@ int GroupSearcher::addDocByDocId(int doc_id, table_info_t* table, const _DArray*
   if (table == nullptr || fields == nullptr || values == nullptr || m_indexMgr == nullptr) {
     return -1;
   }
+  // One copy of the engine options for the whole document.
+  const TextOptions options =
+      m_configMgr != nullptr ? m_configMgr->getEngineOptions()->textOptions() : TextOptions();
   // Only index fields are tokenized; profile fields count for the content
   // hash alone.
   for (int i = 0; i < table->index_field_num; ++i) {
@@ -380,7 +383,7 @@ int GroupSearcher::addDocByDocId(int doc_id, table_info_t* table, const _DArray*
     // Postings stay in memory here: with auto-save on, the caller writes them
     // back with the record, outside the exclusive lock (the same bytes).
     if (m_tokenParser->fieldTokenizer(doc_id, i, value, field->is_pinyin, field->is_notoken,
-                                      false, m_indexMgr->index_mgr) == -1) {
+                                      false, m_indexMgr->index_mgr, options) == -1) {
       log_printf("token field value fail %s\n", value);
     }
   }
@@ -480,6 +483,12 @@ TableResult* GroupSearcher::getTableRecord(const char* index_name, const char* d
     result->sumDocFound(static_cast<int>(result->getPkeyArray()->length()));
   }
   return result;
+}
+
+int GroupSearcher::getDocCount() {
+  ReadLock shared(m_indexLock);
+  if (m_indexMgr == nullptr || m_indexMgr->doc_mgr == nullptr) return -1;
+  return static_cast<int>(m_indexMgr->doc_mgr->getDocNumber());
 }
 
 int GroupSearcher::getIndexDeleteCount() {

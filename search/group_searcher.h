@@ -157,6 +157,8 @@ class GroupSearcher {
                               const char* table_name);
   // Number of deleted document ids; -1 when closed.
   int getIndexDeleteCount();
+  // Number of document ids given out, deleted ones included; -1 when closed.
+  int getDocCount();
 
   // ---- Query evaluation (group_searcher_query.cc) ----
 

@@ -238,9 +238,17 @@ GroupSearcher* Searcher::getRecentGroupSearcher(const char* db_name,
 int Searcher::modifyDoc(const char* index_name, const char* db_name,
                         const char* table_name, const char* pkey, int count,
                         char** values) {
+  // Held shared while the document is indexed, so that an option changing
+  // what is indexed cannot change half way (see setOption).
+  ReadWriteLock* gate =
+      config_manager_ != nullptr ? config_manager_->getEngineOptions()->indexGate() : nullptr;
+  if (gate != nullptr) gate->read_lock();
   GroupSearcher* searcher = getRecentGroupSearcher(db_name, table_name, index_name);
-  if (searcher == nullptr) return -1;
-  return searcher->modifyDoc(index_name, db_name, table_name, pkey, count, values);
+  const int ret = searcher == nullptr
+                      ? -1
+                      : searcher->modifyDoc(index_name, db_name, table_name, pkey, count, values);
+  if (gate != nullptr) gate->unlock();
+  return ret;
 }
 
 int Searcher::addDoc(const char* index_name, const char* db_name,

@@ -13,7 +13,9 @@
 // close() first if the data are to reach the disk.
 //
 // Threads: the Searcher takes no lock of its own (its mutex has no user and
-// is kept only for the object's lifetime). Its operations may be called from
+// is kept only for the object's lifetime) beyond its root's index gate
+// (config/engine_options.h), held shared by modifyDoc / addDoc and
+// exclusively by setOption of an option that changes what is indexed. Its operations may be called from
 // several threads at once; the ConfigManager and each GroupSearcher hold the
 // locks. Re-initialising or destroying it while other calls run is not
 // protected.
@@ -38,6 +40,7 @@
 
 #include "foundation/dynamic_array.h"
 #include "foundation/thread_lock.h"
+#include "text/text_options.h"
 
 namespace mobile_search {
 
@@ -93,6 +96,23 @@ class Searcher {
   // The configuration manager of the bound root (borrowed), or null before
   // open. The database adapter records scan progress through it.
   ConfigManager* getConfigManager() const { return config_manager_; }
+
+  // ---- Engine options (config/engine_options.h; searcher_options.cc) ----
+
+  // Sets an option of the bound root and writes "/Options.cfg". 0; -1 with
+  // a log line before open, for an unknown name, a value the option does not
+  // take, a file that cannot be written, or an option that changes what is
+  // indexed while a group holds live documents. Setting an option to the
+  // value it has always succeeds. When every document was deleted (the host
+  // cleared its tables), the groups are compacted first so that no deleted
+  // document can come back with terms made under the old value; the host
+  // then rescans.
+  int setOption(const char* name, const char* value);
+  // The option's value text as a malloc'd string ("off" style while unset);
+  // null before open or for an unknown name.
+  char* getOption(const char* name);
+  // The text-analysis options in force; all off before open.
+  TextOptions textOptions() const;
 
   // ---- Per-group operations (unknown group: the value given) ----
 

@@ -191,8 +191,9 @@ int Searcher::doSearch(const char* query, SearchIndexConfig* config,
   if (config_manager_ != nullptr) {
     NeededAnalyses(config_manager_, config, &need_short, &need_tokens);
   }
-  if (need_short) parser_->fillQueryArray(query, short_terms);
-  if (need_tokens) parser_->fillQueryTokenArray(query, token_terms);
+  const TextOptions options = textOptions();
+  if (need_short) parser_->fillQueryArray(query, short_terms, options);
+  if (need_tokens) parser_->fillQueryTokenArray(query, token_terms, options);
   darray_shell_sort(short_terms, token_cmp);
   darray_uniq(short_terms, token_cmp);
   darray_shell_sort(token_terms, token_cmp);

@@ -13,6 +13,8 @@ namespace {
 const int kAsciiSpan = 20;
 const int kNonAsciiSpan = 10;
 const int kLatinMaxLen = 20;
+const int kMinInfixRun = 4;     // shorter digit runs get no suffixes
+const int kMaxInfixTerms = 64;  // suffixes per field value
 
 inline char upperAscii(char c) { return (c >= 'a' && c <= 'z') ? static_cast<char>(c - 32) : c; }
 
@@ -92,13 +94,33 @@ int BaseTokenizer::listInputTokenizer(const _DArray* words, bool firstClass, _DA
   return total;
 }
 
-int BaseTokenizer::latinInputTokenizer(const WordLists& lists, WordType first, _DArray* out) {
+int BaseTokenizer::latinInputTokenizer(const WordLists& lists, WordType first, _DArray* out,
+                                       const TextOptions& options) {
   const int en = listInputTokenizer(lists.en, first == kWordZiMu, out, kLatinMaxLen);
   if (en < 0) return -1;
   const int num = listInputTokenizer(lists.num, first == kWordNumber, out, kLatinMaxLen);
   if (num < 0) return -1;
   const int other = listInputTokenizer(lists.other, false, out, kLatinMaxLen);
-  return other < 0 ? -1 : en + num + other;
+  if (other < 0) return -1;
+  const int infix =
+      options.infixDigits > 0 ? digitSuffixTokenizer(lists.num, options.infixDigits, out) : 0;
+  return infix < 0 ? -1 : en + num + other + infix;
+}
+
+int BaseTokenizer::digitSuffixTokenizer(const _DArray* runs, int minDigits, _DArray* out) {
+  int appended = 0;
+  for (unsigned int i = 0; i < darray_length(runs); ++i) {
+    const _str_buffer_t* run = slot_as<const _str_buffer_t>(darray_get_by_index(runs, i));
+    if (run == nullptr || run->len < kMinInfixRun) continue;
+    const char* const end = run->data + run->len;
+    for (int l = minDigits; l < run->len && l <= kAsciiSpan; ++l) {
+      if (appended == kMaxInfixTerms) return appended;
+      // Digits have no case: signed as they are.
+      if (!appendTerm(end - l, end, static_cast<unsigned char>(l), 0, false, out)) return -1;
+      ++appended;
+    }
+  }
+  return appended;
 }
 
 }  // namespace mobile_search

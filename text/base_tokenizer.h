@@ -31,6 +31,7 @@
 
 #include "foundation/dynamic_array.h"
 #include "foundation/string_buffer.h"
+#include "text/text_options.h"
 #include "text/token_rules.h"
 #include "text/token_unit.h"
 
@@ -45,9 +46,13 @@ class BaseTokenizer {
   BaseTokenizer(const BaseTokenizer&) = delete;
   BaseTokenizer& operator=(const BaseTokenizer&) = delete;
 
-  // Appends the tokens of a whole text; 0, or -1 when a working list cannot
-  // be created or a word fails.
-  virtual int wordTokenizer(const char* text, _DArray* out) = 0;
+  // Appends the tokens of a whole text, analysed as `options` say; 0, or -1
+  // when a working list cannot be created or a word fails.
+  virtual int wordTokenizer(const char* text, _DArray* out, const TextOptions& options) = 0;
+  // The same with no option set.
+  int wordTokenizer(const char* text, _DArray* out) {
+    return wordTokenizer(text, out, TextOptions());
+  }
 
   int wordInputTokenizer(const _str_buffer_t* word, bool isFirst, _DArray* out, int maxLen);
 
@@ -62,8 +67,17 @@ class BaseTokenizer {
   int listInputTokenizer(const _DArray* words, bool firstClass, _DArray* out, int maxLen);
   // The prefixes (up to 20 characters) of every Latin word, digit run and
   // kept-punctuation run of lists, in that order; the first Latin word or
-  // digit run is isFirst when `first` is its class. The total appended, or -1.
-  int latinInputTokenizer(const WordLists& lists, WordType first, _DArray* out);
+  // digit run is isFirst when `first` is its class. With
+  // options.infixDigits, then the digit runs' suffixes (digitSuffixTokenizer).
+  // The total appended, or -1.
+  int latinInputTokenizer(const WordLists& lists, WordType first, _DArray* out,
+                          const TextOptions& options);
+  // The suffixes of minDigits up to 20 digits (shorter than the run) of
+  // every digit run of 4 or more digits, shortest first, run by run, at most
+  // 64 per call (one field value): count = digits, bits 0, so a tail match
+  // ranks below any prefix match. The number appended, or -1.
+  //   "13812345678", minDigits 4   5678, 45678, 345678, ..., 3812345678
+  static int digitSuffixTokenizer(const _DArray* runs, int minDigits, _DArray* out);
 
   TokenRules* rules_;
 };

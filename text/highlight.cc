@@ -6,6 +6,7 @@
 
 #include "foundation/string_buffer.h"
 #include "foundation/utf8_util.h"
+#include "text/simplified_fold.h"
 #include "text/token_rules.h"
 #include "text/word_lists.h"
 
@@ -110,11 +111,12 @@ bool matchLiteral(const char* lowered, const char* s, int n, _DArray* positions)
 // and each Chinese (or other-script) run literally; kept punctuation and
 // separators are dropped.
 bool matchWords(hl_pinyin_list_t* chars, const char* lowered, const char* query,
-                _DArray* positions) {
+                _DArray* positions, const TextOptions& options) {
   WordLists lists;
   if (lists.valid()) {
     WordType first = kWordNone;
-    TokenRules::worldSplit(false, query, lists.cn, lists.en, lists.num, nullptr, lists.cn, first);
+    TokenRules::worldSplit(false, query, lists.cn, lists.en, lists.num, nullptr, lists.cn, first,
+                           options);
     const size_t len = strlen(lowered);
     for (unsigned int i = 0; i < darray_length(lists.en); ++i) {
       highlight_abs_en_chars(chars, lowered, WordLists::word(lists.en, i)->data, true, positions);
@@ -134,7 +136,7 @@ bool matchWords(hl_pinyin_list_t* chars, const char* lowered, const char* query,
 // `lowered`; true when there are any. The class counts are those of the query
 // as given.
 bool findMatches(const char* text, const char* lowered, const _str_buffer_t* q, int cnCount,
-                 int enCount, int otherCount, _DArray* positions) {
+                 int enCount, int otherCount, _DArray* positions, const TextOptions& options) {
   hl_pinyin_list_t* chars = hl_pinyin_list_create(text);
   if (chars == nullptr) return false;
   bool found = false;
@@ -152,7 +154,7 @@ bool findMatches(const char* text, const char* lowered, const _str_buffer_t* q, 
     // Mixed queries, and letters or digits with separators between them:
     // "zhang san" is matched word by word, as one word it could only match
     // literally.
-    found = matchWords(chars, lowered, q->data, positions);
+    found = matchWords(chars, lowered, q->data, positions, options);
   }
   hl_pinyin_list_free(chars);
   return found;
@@ -162,6 +164,17 @@ char* detach(const _str_buffer_t* out) {
   char* s = static_cast<char*>(malloc((size_t)out->len + 1));
   if (s != nullptr) memcpy(s, out->data, (size_t)out->len + 1);
   return s;
+}
+
+// Moves every match from folded-text offsets to offsets of the text the
+// folded text was made from.
+void unfoldPositions(_DArray* positions, const int* origin) {
+  for (int i = 0; i < (int)darray_length(positions); ++i) {
+    int start = 0;
+    int end = 0;
+    getPosFromArr(positions, start, end, i);
+    setPosToArr(positions, origin[start], origin[end], i);
+  }
 }
 
 }  // namespace
@@ -193,29 +206,48 @@ int highlight_abs(const char* text, const char* lowered, const char* query, _DAr
 
 char* highLight_abstract_impl(const char* text, const char* query, int maxChars, int& hit,
                               bool withTags) {
+  return highLight_abstract_impl(text, query, maxChars, hit, withTags, TextOptions());
+}
+
+char* highLight_Abstract(const char* text, const char* query, int maxChars, int& hit,
+                         const TextOptions& options) {
+  return highLight_abstract_impl(text, query, maxChars, hit, true, options);
+}
+
+char* highLight_abstract_impl(const char* text, const char* query, int maxChars, int& hit,
+                              bool withTags, const TextOptions& options) {
   hit = 0;
   if (text == nullptr || *text == '\0' || query == nullptr || *query == '\0' || maxChars < 1) {
     return nullptr;
   }
   const size_t textLen = strlen(text);
-  // Match offsets are kept in 32 bits.
-  if (textLen > (size_t)INT_MAX / 2 - 16) return nullptr;
-  _str_buffer_t* lowered = str_buffer_create(text);
-  _str_buffer_t* q = str_buffer_create(query);
+  // Match offsets are kept in 32 bits; a folded text is at most a third longer.
+  if (textLen > (size_t)INT_MAX / 3 - 16) return nullptr;
+  int* origin = nullptr;
+  char* foldedText = options.foldSimplified ? fold_simplified(text, &origin) : nullptr;
+  char* foldedQuery = options.foldSimplified ? fold_simplified(query, nullptr) : nullptr;
+  const char* source = foldedText != nullptr ? foldedText : text;
+  const char* words = foldedQuery != nullptr ? foldedQuery : query;
+  const bool folded = !options.foldSimplified || (foldedText != nullptr && foldedQuery != nullptr);
+  _str_buffer_t* lowered = str_buffer_create(source);
+  _str_buffer_t* q = str_buffer_create(words);
   _str_buffer_t* out = str_buffer_create((int)(2 * (textLen + 16)));
   _DArray* positions = darray_create(nullptr, false);
   char* result = nullptr;
-  if (lowered != nullptr && q != nullptr && out != nullptr && positions != nullptr) {
-    const int cnCount = ac_utf8_cn_word_num(query);
-    const int enCount = ac_utf8_en_word_num(query);
-    const int otherCount = ac_utf8_others_num(query);
+  if (folded && lowered != nullptr && q != nullptr && out != nullptr && positions != nullptr) {
+    const int cnCount = ac_utf8_cn_word_num(words);
+    const int enCount = ac_utf8_en_word_num(words);
+    const int otherCount = ac_utf8_others_num(words);
     str_buffer_trim(q);
     str_buffer_tolower(lowered);
     str_buffer_tolower(q);
     hit = 1;
-    // Offsets found in the lower-cased copy hold for the text as given.
-    if (!findMatches(text, lowered->data, q, cnCount, enCount, otherCount, positions) ||
-        only_highlight_abs(text, positions, maxChars, out, withTags) != 0) {
+    // Offsets found in the lower-cased copy hold for the text it was made
+    // from; a folded text's offsets are moved back to the original text.
+    bool found = findMatches(source, lowered->data, q, cnCount, enCount, otherCount, positions,
+                             options);
+    if (found && origin != nullptr) unfoldPositions(positions, origin);
+    if (!found || only_highlight_abs(text, positions, maxChars, out, withTags) != 0) {
       hit = 0;
       str_buffer_reset(out);
       abstract(text, maxChars, out);
@@ -227,6 +259,9 @@ char* highLight_abstract_impl(const char* text, const char* query, int maxChars,
   str_buffer_free(out);
   str_buffer_free(q);
   str_buffer_free(lowered);
+  free(foldedText);
+  free(foldedQuery);
+  free(origin);
   return result;
 }
 

@@ -24,6 +24,7 @@
 #include "text/highlight_abstract.h"
 #include "text/highlight_pinyin.h"
 #include "text/highlight_positions.h"
+#include "text/text_options.h"
 
 namespace mobile_search {
 
@@ -36,6 +37,14 @@ char* abstract_hlNoTag(const char* text, const char* query, int maxChars);
 // Both of the above: the tags are written only when withTags.
 char* highLight_abstract_impl(const char* text, const char* query, int maxChars, int& hit,
                               bool withTags);
+// The same as `options` say: the query is split like the token parser splits
+// it (utf8Full), and with foldSimplified text and query are matched folded
+// while the tags mark the original characters of the text:
+//   text 愛國, query 爱 -> "<red>愛</red>國"
+char* highLight_Abstract(const char* text, const char* query, int maxChars, int& hit,
+                         const TextOptions& options);
+char* highLight_abstract_impl(const char* text, const char* query, int maxChars, int& hit,
+                              bool withTags, const TextOptions& options);
 
 // Literal search: `pieces` holds (pointer, byte length) pairs, two slots per
 // piece; a piece ends at its length or its terminator, whichever comes

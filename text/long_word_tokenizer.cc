@@ -13,13 +13,14 @@ bool isSingleByteSeparator(const char* c, const char* next) {
 
 }  // namespace
 
-int LongWordTokenizer::wordTokenizer(const char* text, _DArray* out) {
+int LongWordTokenizer::wordTokenizer(const char* text, _DArray* out, const TextOptions& options) {
   WordLists lists;
   if (!lists.valid()) return -1;
   WordType first = kWordNone;
   // Other scripts share the Han list: they are cut the same way.
-  TokenRules::worldSplit(false, text, lists.cn, lists.en, lists.num, lists.other, lists.cn, first);
-  if (latinInputTokenizer(lists, first, out) < 0) return -1;
+  TokenRules::worldSplit(false, text, lists.cn, lists.en, lists.num, lists.other, lists.cn, first,
+                         options);
+  if (latinInputTokenizer(lists, first, out, options) < 0) return -1;
   for (unsigned int i = 0; i < darray_length(lists.cn); ++i) {
     const _str_buffer_t* run = WordLists::word(lists.cn, i);
     const bool isFirst = i == 0 && first == kWordChina;

@@ -30,7 +30,8 @@ class LongWordTokenizer : public BaseTokenizer {
   explicit LongWordTokenizer(TokenRules* rules) : BaseTokenizer(rules) {}
   ~LongWordTokenizer() override = default;
 
-  int wordTokenizer(const char* text, _DArray* out) override;
+  using BaseTokenizer::wordTokenizer;
+  int wordTokenizer(const char* text, _DArray* out, const TextOptions& options) override;
 
   // One token per character (count 1, bits 0); single-byte separators skipped.
   int wordSingleTokenizer(const _str_buffer_t* word, bool isFirst, _DArray* out);

@@ -51,12 +51,13 @@ struct RunReadings {
 
 }  // namespace
 
-int ShortWordTokenizer::wordTokenizer(const char* text, _DArray* out) {
+int ShortWordTokenizer::wordTokenizer(const char* text, _DArray* out,
+                                      const TextOptions& options) {
   WordLists lists;
   if (!lists.valid()) return -1;
   WordType first = kWordNone;
   TokenRules::worldSplit(false, text, lists.cn, lists.en, lists.num, lists.other, lists.foreign,
-                         first);
+                         first, options);
   for (unsigned int i = 0; i < darray_length(lists.cn); ++i) {
     const _str_buffer_t* run = WordLists::word(lists.cn, i);
     const bool isFirst = i == 0 && first == kWordChina;
@@ -66,7 +67,7 @@ int ShortWordTokenizer::wordTokenizer(const char* text, _DArray* out) {
     }
   }
   if (listInputTokenizer(lists.foreign, first == kWordOther, out, kNameMaxLen) < 0 ||
-      latinInputTokenizer(lists, first, out) < 0) {
+      latinInputTokenizer(lists, first, out, options) < 0) {
     return -1;
   }
   return 0;

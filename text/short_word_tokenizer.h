@@ -45,7 +45,8 @@ class ShortWordTokenizer : public BaseTokenizer {
   explicit ShortWordTokenizer(TokenRules* rules) : BaseTokenizer(rules) {}
   ~ShortWordTokenizer() override = default;
 
-  int wordTokenizer(const char* text, _DArray* out) override;
+  using BaseTokenizer::wordTokenizer;
+  int wordTokenizer(const char* text, _DArray* out, const TextOptions& options) override;
 
   using BaseTokenizer::wordInputTokenizer;
   // The initials tokenizer: substrings of up to 5 letters from each of the

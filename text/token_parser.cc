@@ -7,6 +7,7 @@
 #include "foundation/string_buffer.h"
 #include "foundation/utf8_util.h"
 #include "storage/index_manager.h"
+#include "text/simplified_fold.h"
 #include "text/word_lists.h"
 
 namespace mobile_search {
@@ -62,12 +63,17 @@ int appendUpperTerms(const _DArray* words, _DArray* out) {
 // the terms runTerms makes of them, then every Latin word, digit run or kept
 // punctuation run (list B) one upper-cased term; sorted by sign. 0 or -1.
 template <typename RunTerms>
-int fillQueryTerms(const char* query, _DArray* out, RunTerms runTerms) {
+int fillQueryTerms(const char* query, _DArray* out, const TextOptions& options,
+                   RunTerms runTerms) {
   if (out == nullptr) return -1;
   WordLists lists;
   if (!lists.valid()) return -1;
+  char* folded = options.foldSimplified ? fold_simplified(query, nullptr) : nullptr;
+  if (options.foldSimplified && query != nullptr && folded == nullptr) return -1;
   WordType first = kWordNone;
-  TokenRules::worldSplit(true, query, lists.cn, lists.en, lists.en, lists.en, lists.cn, first);
+  TokenRules::worldSplit(true, folded != nullptr ? folded : query, lists.cn, lists.en, lists.en,
+                         lists.en, lists.cn, first, options);
+  free(folded);
   for (unsigned int i = 0; i < darray_length(lists.cn); ++i) {
     const unsigned int from = darray_length(out);
     if (runTerms(WordLists::word(lists.cn, i), out) < 0) return -1;
@@ -95,22 +101,41 @@ TokenParser::~TokenParser() {
 }
 
 int TokenParser::wordTokenizer(const char* text, _DArray* out, TokenStyle style) {
-  if (style == TOKEN_STYLE_SHORT) return short_->wordTokenizer(text, out);
-  return long_->wordTokenizer(text, out);
+  return wordTokenizer(text, out, style, TextOptions());
+}
+
+int TokenParser::wordTokenizer(const char* text, _DArray* out, TokenStyle style,
+                               const TextOptions& options) {
+  if (style == TOKEN_STYLE_SHORT) return short_->wordTokenizer(text, out, options);
+  return long_->wordTokenizer(text, out, options);
 }
 
 int TokenParser::fieldTokenizer(int docId, int fieldIndex, const char* value, bool pinyin,
                                 bool noToken, bool autoSave, IndexManager* index) {
+  return fieldTokenizer(docId, fieldIndex, value, pinyin, noToken, autoSave, index,
+                        TextOptions());
+}
+
+int TokenParser::fieldTokenizer(int docId, int fieldIndex, const char* value, bool pinyin,
+                                bool noToken, bool autoSave, IndexManager* index,
+                                const TextOptions& options) {
   if (value == nullptr || *value == 0 || index == nullptr) return -1;
   const int fullChars = ac_utf8_len(value);
   if (fullChars <= 0) return -1;
   _DArray* tokens = darray_create(nullptr, false);
   _DArray* words = darray_create(str_buffer_free, true);
-  char* copy = prepareValue(value);
+  // Folding keeps the character count, so the cut and the weights are those
+  // of the value as given.
+  char* folded = options.foldSimplified ? fold_simplified(value, nullptr) : nullptr;
+  char* copy = options.foldSimplified && folded == nullptr
+                   ? nullptr
+                   : prepareValue(folded != nullptr ? folded : value);
+  free(folded);
   int result = tokens && words && copy ? 0 : -1;
   if (result == 0) {
     result = noToken ? wholeWordTokens(copy, words, tokens)
-                     : wordTokenizer(copy, tokens, pinyin ? TOKEN_STYLE_SHORT : TOKEN_STYLE_LONG);
+                     : wordTokenizer(copy, tokens, pinyin ? TOKEN_STYLE_SHORT : TOKEN_STYLE_LONG,
+                                     options);
   }
   if (result == 0) {
     darray_shell_sort(tokens, token_cmp);
@@ -150,8 +175,16 @@ int TokenParser::fieldTokenizer(int docId, int fieldIndex, const char* value, bo
 }
 
 int TokenParser::fillQueryArray(const char* query, _DArray* out) {
+  return fillQueryArray(query, out, TextOptions());
+}
+
+int TokenParser::fillQueryTokenArray(const char* query, _DArray* out) {
+  return fillQueryTokenArray(query, out, TextOptions());
+}
+
+int TokenParser::fillQueryArray(const char* query, _DArray* out, const TextOptions& options) {
   LongWordTokenizer* tokenizer = long_;
-  return fillQueryTerms(query, out, [tokenizer](const _str_buffer_t* run, _DArray* terms) {
+  return fillQueryTerms(query, out, options, [tokenizer](const _str_buffer_t* run, _DArray* terms) {
     if (ac_utf8_cn_word_num(run->data) > kQueryNameChars) {
       return tokenizer->wordInputTokenizer(run, false, terms, kQueryNameChars) < 0 ? -1 : 0;
     }
@@ -159,9 +192,10 @@ int TokenParser::fillQueryArray(const char* query, _DArray* out) {
   });
 }
 
-int TokenParser::fillQueryTokenArray(const char* query, _DArray* out) {
+int TokenParser::fillQueryTokenArray(const char* query, _DArray* out,
+                                     const TextOptions& options) {
   LongWordTokenizer* tokenizer = long_;
-  return fillQueryTerms(query, out, [tokenizer](const _str_buffer_t* run, _DArray* terms) {
+  return fillQueryTerms(query, out, options, [tokenizer](const _str_buffer_t* run, _DArray* terms) {
     return tokenizer->wordSingleTokenizer(run, false, terms) < 0 ||
                    tokenizer->wordDoubleTokenizer(run, false, terms) < 0
                ? -1

@@ -27,6 +27,9 @@
 //   "张三"      张三                          张, 三, 张三
 //   5 Han chars 14 substrings of 1..4 chars  5 singles, 4 pairs
 //
+// Engine options: every entry point also has a form taking TextOptions
+// (text/text_options.h); the forms without it analyse with no option set.
+//
 // Ownership: the parser owns its rules and both tokenizers. It keeps no state
 // between calls; the owner serialises use (a GroupSearcher for indexing, the
 // Searcher for queries). Failures are -1 results; a failed posting is logged
@@ -37,6 +40,7 @@
 #include "foundation/dynamic_array.h"
 #include "text/long_word_tokenizer.h"
 #include "text/short_word_tokenizer.h"
+#include "text/text_options.h"
 #include "text/token_rules.h"
 #include "text/token_unit.h"
 
@@ -65,6 +69,7 @@ class TokenParser {
 
   // The chosen tokenizer's wordTokenizer: 0, or -1.
   int wordTokenizer(const char* text, _DArray* out, TokenStyle style);
+  int wordTokenizer(const char* text, _DArray* out, TokenStyle style, const TextOptions& options);
 
   // Adds the postings of one field value. With autoSave the index's
   // automatic saving is switched off and the new postings are written back
@@ -74,6 +79,10 @@ class TokenParser {
   // "docId:%d field_val:%s failed \n").
   int fieldTokenizer(int docId, int fieldIndex, const char* value, bool pinyin, bool noToken,
                      bool autoSave, IndexManager* index);
+  // The same, analysed as `options` say (with foldSimplified the value is
+  // folded before anything else; weights still count the value as given).
+  int fieldTokenizer(int docId, int fieldIndex, const char* value, bool pinyin, bool noToken,
+                     bool autoSave, IndexManager* index, const TextOptions& options);
 
   // Query terms for name fields: a Han (or other-script) run of up to 4
   // characters is one term, a longer one its substrings of up to 4
@@ -84,6 +93,9 @@ class TokenParser {
   // Query terms for long-text fields: the single characters and adjacent
   // pairs of each Han run; Latin words etc. as above. 0 or -1 likewise.
   int fillQueryTokenArray(const char* query, _DArray* out);
+  // Both as `options` say (the query folded first with foldSimplified).
+  int fillQueryArray(const char* query, _DArray* out, const TextOptions& options);
+  int fillQueryTokenArray(const char* query, _DArray* out, const TextOptions& options);
 
  private:
   ShortWordTokenizer* short_;

@@ -1,5 +1,7 @@
 #include "text/token_rules.h"
 
+#include <stddef.h>
+
 #include "foundation/utf8_util.h"
 
 namespace mobile_search {
@@ -179,10 +181,82 @@ void storeRun(PendingRun& run) {
   run = PendingRun();
 }
 
+struct CodeRange {
+  unsigned long long lo, hi;
+};
+
+// Non-ASCII code points that are neither letters nor digits, ascending.
+const CodeRange kSeparatorRanges[] = {
+    {0x80, 0xA9},       {0xAB, 0xB4},       {0xB6, 0xB9},       {0xBB, 0xBF},
+    {0xD7, 0xD7},       {0xF7, 0xF7},       {0x2000, 0x2BFF},   {0x2E00, 0x2E7F},
+    {0x3000, 0x3004},   {0x3008, 0x3020},   {0x3030, 0x3030},   {0x303D, 0x303F},
+    {0x30FB, 0x30FB},   {0xD800, 0xF8FF},   {0xFE00, 0xFE1F},   {0xFE30, 0xFE6F},
+    {0xFF01, 0xFF0F},   {0xFF1A, 0xFF20},   {0xFF3B, 0xFF40},   {0xFF5B, 0xFF65},
+    {0xFFF0, 0xFFFF},   {0x1F000, 0x1FFFF}, {0xE0000, 0xE01EF}, {0xF0000, 0x10FFFF},
+};
+
+const CodeRange kHanRanges[] = {
+    {0x3400, 0x4DBF}, {0x4E00, 0x9FFF}, {0xF900, 0xFAFF}, {0x20000, 0x323AF},
+};
+
+template <size_t N>
+bool inRanges(unsigned long long cp, const CodeRange (&ranges)[N]) {
+  for (const CodeRange& r : ranges) {
+    if (cp < r.lo) return false;
+    if (cp <= r.hi) return true;
+  }
+  return false;
+}
+
 }  // namespace
 
+int TokenRules::decodeUtf8(const char* p, unsigned long long* cp) {
+  const unsigned char* s = reinterpret_cast<const unsigned char*>(p);
+  int n;
+  unsigned long long v;
+  unsigned char lo = 0x80, hi = 0xBF;  // range of the second byte
+  if (s[0] < 0x80) {
+    *cp = s[0];
+    return 1;
+  } else if (s[0] >= 0xC2 && s[0] <= 0xDF) {
+    n = 2, v = s[0] & 0x1F;
+  } else if (s[0] >= 0xE0 && s[0] <= 0xEF) {
+    n = 3, v = s[0] & 0x0F;
+    if (s[0] == 0xE0) lo = 0xA0;
+    if (s[0] == 0xED) hi = 0x9F;
+  } else if (s[0] >= 0xF0 && s[0] <= 0xF4) {
+    n = 4, v = s[0] & 0x07;
+    if (s[0] == 0xF0) lo = 0x90;
+    if (s[0] == 0xF4) hi = 0x8F;
+  } else {
+    return 0;
+  }
+  // A terminator is no continuation byte, so the loop stops at it.
+  for (int i = 1; i < n; ++i) {
+    if (s[i] < (i == 1 ? lo : 0x80) || s[i] > (i == 1 ? hi : 0xBF)) return 0;
+    v = (v << 6) | (s[i] & 0x3F);
+  }
+  *cp = v;
+  return n;
+}
+
+WordType TokenRules::fullWordType(unsigned long long cp) {
+  if (inRanges(cp, kHanRanges)) return kWordChina;
+  if (inRanges(cp, kSeparatorRanges)) return kWordNone;
+  if (isKorea(cp)) return kWordKorea;
+  if (isJapan(cp)) return kWordJapan;
+  if (isArab(cp)) return kWordArab;
+  return kWordOther;
+}
+
+int TokenRules::worldSplit(bool flag, const char* text, _DArray* cn, _DArray* en, _DArray* num,
+                           _DArray* other, _DArray* foreign, WordType& first) {
+  return worldSplit(flag, text, cn, en, num, other, foreign, first, TextOptions());
+}
+
 int TokenRules::worldSplit(bool /*flag*/, const char* text, _DArray* cn, _DArray* en,
-                           _DArray* num, _DArray* other, _DArray* foreign, WordType& first) {
+                           _DArray* num, _DArray* other, _DArray* foreign, WordType& first,
+                           const TextOptions& options) {
   if (text == nullptr || *text == 0 || cn == nullptr || en == nullptr || num == nullptr) return 0;
   first = kWordNone;
   PendingRun run;
@@ -192,7 +266,14 @@ int TokenRules::worldSplit(bool /*flag*/, const char* text, _DArray* cn, _DArray
     const char* next = p + 1;
     _DArray* target = nullptr;
     WordType type = kWordNone;
-    if (isHanZi(c)) {
+    if (isHanZi(c) && options.utf8Full) {
+      // A malformed byte is skipped alone, as a separator.
+      unsigned long long cp = 0;
+      const int n = decodeUtf8(p, &cp);
+      next = p + (n > 0 ? n : 1);
+      type = n > 0 ? fullWordType(cp) : kWordNone;
+      if (type != kWordNone) target = type == kWordChina ? cn : foreign;
+    } else if (isHanZi(c)) {
       next = ac_utf8_next(p);
       getWordType(p, static_cast<int>(next - p), type);
       // An undecodable character ends the split: the rest of the text is

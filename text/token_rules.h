@@ -30,6 +30,7 @@
 
 #include "foundation/dynamic_array.h"
 #include "foundation/string_buffer.h"
+#include "text/text_options.h"
 
 namespace mobile_search {
 
@@ -117,6 +118,25 @@ class TokenRules {
   // Returns 0.
   static int worldSplit(bool flag, const char* text, _DArray* cn, _DArray* en, _DArray* num,
                         _DArray* other, _DArray* foreign, WordType& first);
+  // The same as `options` say. With utf8Full every well-formed UTF-8
+  // character is decoded (fullWordType); symbols, emoji and each malformed
+  // byte separate runs instead of ending the text:
+  //   text          default             utf8Full
+  //   中é文abc      cn [中]              cn [中, 文], en [abc], foreign [é]
+  //   列夫·托尔     cn [列夫]            cn [列夫, 托尔]
+  //   x\xC3y        en [x]              en [x, y]
+  static int worldSplit(bool flag, const char* text, _DArray* cn, _DArray* en, _DArray* num,
+                        _DArray* other, _DArray* foreign, WordType& first,
+                        const TextOptions& options);
+  // Strict UTF-8 decoding of the character at p (RFC 3629: no overlong
+  // forms, surrogates or values past U+10FFFF): its byte length, 0 when the
+  // bytes at p are malformed. Reads no byte past a terminator.
+  static int decodeUtf8(const char* p, unsigned long long* cp);
+  // Class of a decoded non-ASCII code point under utf8Full: Han (the
+  // unified ideographs, Extensions A to H and the compatibility blocks) 1;
+  // punctuation, symbols, emoji, private use and variation selectors -1
+  // (separators); otherwise Korea 6, Japan 7, Arab 9 or other 5.
+  static WordType fullWordType(unsigned long long cp);
 
   // ---- Weights ----
   // w = max(1, trunc(min(1, w / len) * 20)) in single precision: on entry w is

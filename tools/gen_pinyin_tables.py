@@ -49,11 +49,12 @@ Syllable table: the toneless syllables that occur among all readings of the
 common characters, sorted in byte order.
 """
 
-import argparse
 import bz2
 import os
 import sys
 import unicodedata
+
+import generator_cli
 
 FIRST_CP = 0x4E00
 LAST_CP = 0x9FA5
@@ -222,26 +223,8 @@ def generate(unihan_dir):
 
 def main():
     here = os.path.dirname(os.path.abspath(__file__))
-    parser = argparse.ArgumentParser(description=__doc__.split("\n")[0])
-    parser.add_argument("--unihan", default="/usr/share/unicode")
-    parser.add_argument("--out", default=os.path.join(here, "..", "text", "pinyin_tables.cc"))
-    parser.add_argument("--check", metavar="FILE")
-    args = parser.parse_args()
-    text = generate(args.unihan)
-    if args.check:
-        with open(args.check, encoding="utf-8", newline="") as f:
-            if f.read() == text:
-                return 0
-        sys.stderr.write("%s differs from the generator's output; re-run %s\n"
-                         % (args.check, os.path.relpath(__file__)))
-        return 1
-    if args.out == "-":
-        sys.stdout.write(text)
-    else:
-        with open(args.out, "w", encoding="utf-8", newline="\n") as f:
-            f.write(text)
-    return 0
-
+    return generator_cli.run(__file__, __doc__.split("\n")[0],
+                             os.path.join(here, "..", "text", "pinyin_tables.cc"), generate)
 
 if __name__ == "__main__":
     sys.exit(main())

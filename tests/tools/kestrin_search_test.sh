@@ -81,5 +81,20 @@ expect_status 0 "removed every row of chat.db/contact" delete --root idx --index
 expect_keys moved '"2"'
 
 [ "$("$tool" abstract --limit 10 '我和张三丰说' zsf)" = '我和<red>张三丰</red>说' ] || fail abstract
+
+# Engine options: phone-number tails and traditional script, kept by the root.
+sql "CREATE TABLE msg(id INTEGER PRIMARY KEY, body TEXT);
+     INSERT INTO msg(body) VALUES ('愛 call 13812345678'), ('国 1358');"
+opts=(--option infix_digits=4 --option fold=simplified)
+"$tool" index --root oidx --db chat.db --key k3y --table msg --pkey id --fields body "${opts[@]}" >/dev/null \
+  || fail "index with options"
+osearch() { "$tool" search --root oidx --index msg "$@"; }
+[[ $(osearch 5678) == *'"pkey_arr":["1"]'* ]] || fail "tail 5678"
+[[ $(osearch 爱) == *'"pkey_arr":["1"]'* ]] || fail "folded 爱"
+[[ $(osearch 國) == *'"pkey_arr":["2"]'* ]] || fail "folded 國"
+[ "$(osearch 1358)" != null ] && [[ $(osearch 1358) != *'"1"'* ]] || fail "1358"
+osearch --option fold=off 爱 >/dev/null 2>&1 && fail "an indexing option cannot change on a full index"
+[ "$("$tool" abstract --option utf8=full 'un café noir' café)" = 'un <red>café</red> noir' ] || fail "utf8 abstract"
+[ "$("$tool" abstract 'un café noir' café)" = 'un <red>caf</red>é noir' ] || fail "default abstract"
 [ "$("$tool" pinyin 中)" = zhong ] || fail pinyin
 echo ok

@@ -20,10 +20,11 @@ void addRoot(CLI::App* command, std::string* root) {
   command->add_option("--root", *root, "index root directory")->required()->type_name("DIR");
 }
 
-// Engine options (--option NAME=VALUE, repeatable) are hidden until the
-// engine takes any; IndexRoot::applyEngineOptions is where they plug in.
+// Engine options (--option NAME=VALUE, repeatable): utf8=full,
+// infix_digits=N, fold=simplified; the root keeps them.
 void addEngineOptions(CLI::App* command, std::vector<std::string>* options) {
-  command->add_option("--option", *options, "engine option")->group("")->type_name("NAME=VALUE");
+  command->add_option("--option", *options, "engine option (utf8=full, infix_digits=N, fold=simplified)")
+      ->type_name("NAME=VALUE");
 }
 
 void addDatabase(CLI::App* command, DatabaseOptions* db, bool required) {
@@ -136,6 +137,7 @@ CLI::App* addAbstract(CLI::App& app, AbstractOptions* o) {
   c->add_option("text", o->text, "the hit's text")->required();
   c->add_option("query", o->query, "the query")->required();
   c->add_option("--limit", o->limit, "characters of the abstract")->check(CLI::PositiveNumber.description(""))->type_name("N");
+  addEngineOptions(c, &o->engine_options);
   return c;
 }
 

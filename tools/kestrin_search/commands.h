@@ -68,6 +68,7 @@ struct WatchOptions {
 struct AbstractOptions {
   std::string text, query;
   int limit = 30;
+  std::vector<std::string> engine_options;
 };
 
 struct PinyinOptions {

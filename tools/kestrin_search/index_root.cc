@@ -157,12 +157,14 @@ ToolError IndexRoot::requireIndex(const std::string& index) const {
 }
 
 ToolError IndexRoot::applyEngineOptions(const std::vector<std::string>& options) {
-  // Engine options plug in here, once the Searcher takes them: split each at
-  // the first "=" and hand NAME and VALUE to the engine, reporting a refused
-  // one as kUsage. Until then every option is unknown.
   for (const std::string& option : options) {
-    return toolError(kUsage, "unknown engine option " + option.substr(0, option.find('=')),
-                     "this build of the engine has no options");
+    size_t eq = option.find('=');
+    if (eq == std::string::npos ||
+        searcher_.setOption(option.substr(0, eq).c_str(), option.substr(eq + 1).c_str()) != 0) {
+      return toolError(kUsage, "engine option " + option + " refused",
+                       "an unknown name or value, or an option that changes what is indexed on an index "
+                       "that already holds documents");
+    }
   }
   return ToolError();
 }

@@ -41,4 +41,5 @@ public final class NativeHandler {
             String tableName);
     public static native int native_sign_str_hash(String[] strings, int seed);
     public static native int native_base_weight();
+    public static native int native_set_option(String name, String value);
 }

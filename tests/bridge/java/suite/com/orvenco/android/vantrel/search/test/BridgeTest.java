@@ -101,6 +101,45 @@ final class BridgeTest {
                 ~native_sign_str_hash(new String[] {"abcdxyz", "ef"}, -1), "CRC-32 chain");
     }
 
+    /** Engine options: set on an empty index, refused on a full one, kept across restarts. */
+    static void options(Path dir) {
+        String note = "call 13812345678 列夫·托尔斯泰 café";
+        HostApp app = new HostApp(dir);
+        app.insert("p1", "張三", note);
+        app.startEngine();
+        checkAll(-1, "refused", native_set_option("nosuch", "1"),
+                native_set_option("infix_digits", "2"), native_set_option(null, "full"),
+                native_set_option("utf8", null));
+        checkAll(0, "empty index", native_set_option("infix_digits", "4"),
+                native_set_option("utf8", "full"));
+        scanAll();
+        checkEquals(Set.of("p1"), app.find("5678"), "phone number tail");
+        checkEquals(Set.of("p1"), app.find("托尔斯泰"), "text after the middle dot");
+        checkEquals(Set.of(), app.find("张三"), "not folded yet");
+        checkEquals("call 13812345678 列夫·托尔斯泰 <red>café</red>",
+                Utils.native_highlight_abstract(note, "café", 40), "abstract");
+        checkEquals(-1, native_set_option("fold", "simplified"), "index not empty");
+        checkEquals(0, native_set_option("utf8", "full"), "the value it has");
+
+        // Cleared by the host: the option may change, and the rescan follows it.
+        checkEquals(0, native_del_doc(INDEX, DB, TABLE, ""), "clear");
+        checkEquals(0, native_set_option("fold", "simplified"), "after the clear");
+        scanAll();
+        checkEquals(Set.of("p1"), app.find("张三"), "folded");
+        checkEquals("<red>張三</red>", Utils.native_highlight_abstract("張三", "张三", 10), "fold");
+
+        native_release_engine();
+        checkEquals(0, native_init_engine(app.root, 0), "restart");
+        checkEquals(Set.of("p1"), app.find("345678"), "options read back");
+        checkEquals(-1, native_set_option("fold", "off"), "still in force");
+    }
+
+    private static void scanAll() {
+        for (int sent; (sent = native_scan_table(DB, TABLE, INDEX)) != 0;) {
+            check(sent > 0, "scan gave " + sent);
+        }
+    }
+
     /** The row after the processor replied `reply` to it; a null reply throws instead. */
     private static List<String> process(String[] reply, int[] caps, String... values) {
         String seen = "idx|" + values.length + "|" + String.join(",", values);
@@ -229,7 +268,8 @@ final class BridgeTest {
                 native_hook_db("a", 1L), native_scan_table("a", "b", "c"),
                 native_modify_doc("i", "d", "t", "k", new Object[] {"v"}),
                 native_del_doc("i", "d", "t", "k"), native_get_del_num("default"),
-                native_set_auto_save("i", "d", "t", true), native_init_engine(null, 0),
+                native_set_auto_save("i", "d", "t", true), native_set_option("utf8", "full"),
+                native_init_engine(null, 0),
                 native_init_engine("", 0));
         checkAll(null, "without engine", native_search("i", null, "q", 0, 10, false),
                 native_get_table_record("i", "d", "t"));

@@ -1,0 +1,34 @@
+"""The command line shared by the table generators:
+
+    GENERATOR [--unihan DIR] [--out FILE | --check FILE]
+
+DIR defaults to /usr/share/unicode. With --out - the file goes to standard
+output. With --check FILE nothing is written: the exit status is 0 when FILE
+equals what would be generated, 1 otherwise (CTest runs this against the
+checked-in files)."""
+
+import argparse
+import os
+import sys
+
+
+def run(script, description, default_out, generate):
+    parser = argparse.ArgumentParser(description=description)
+    parser.add_argument("--unihan", default="/usr/share/unicode")
+    parser.add_argument("--out", default=default_out)
+    parser.add_argument("--check", metavar="FILE")
+    args = parser.parse_args()
+    text = generate(args.unihan)
+    if args.check:
+        with open(args.check, encoding="utf-8", newline="") as f:
+            if f.read() == text:
+                return 0
+        sys.stderr.write("%s differs from the generator's output; re-run %s\n"
+                         % (args.check, os.path.relpath(script)))
+        return 1
+    if args.out == "-":
+        sys.stdout.write(text)
+    else:
+        with open(args.out, "w", encoding="utf-8", newline="\n") as f:
+            f.write(text)
+    return 0
