@@ -4,6 +4,7 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "config/config_manager.h"
 #include "foundation/file_util.h"
 #include "foundation/ini_file.h"
 #include "foundation/logging.h"
@@ -71,10 +72,17 @@ void formatFold(const OptionValues& v, char* out, size_t size) {
   formatSwitch(v.text.foldSimplified, "simplified", out, size);
 }
 
+bool parseSync(const char* text, OptionValues* v) { return parseSwitch(text, "on", &v->syncWrites); }
+void formatSync(const OptionValues& v, char* out, size_t size) { formatSwitch(v.syncWrites, "on", out, size); }
+void applySync(ConfigManager* manager, const OptionValues& v) {
+  if (manager != nullptr) manager->setSyncWrites(v.syncWrites);
+}
+
 const EngineOptionSpec kOptions[] = {
     {"utf8", true, parseUtf8, formatUtf8, nullptr},
     {"infix_digits", true, parseInfixDigits, formatInfixDigits, nullptr},
     {"fold", true, parseFold, formatFold, nullptr},
+    {"sync", false, parseSync, formatSync, applySync},
 };
 const int kOptionCount = static_cast<int>(sizeof(kOptions) / sizeof(kOptions[0]));
 

@@ -14,6 +14,8 @@
 //   utf8           full | off            yes
 //   infix_digits   3..20 | off (or 0)    yes
 //   fold           simplified | off      yes
+//   sync           on | off              no (synchronous writes, see
+//                                        Searcher::setSyncWrites)
 //
 // File: "/Options.cfg" under the root, section [options], one name=value line
 // per option that was ever set on this root, in registry order. It is written
@@ -48,6 +50,7 @@ class ConfigManager;
 // The value of every option of a root; default-constructed = nothing set.
 struct OptionValues {
   TextOptions text;
+  bool syncWrites = false;
 };
 
 // Room for an option's value text, terminator included.

@@ -103,7 +103,8 @@ TEST(DurabilityTest, SynchronousWritesLeaveTheSameFiles) {
     Searcher s;
     std::string root = dir.file(sync ? "on" : "off");
     ASSERT_EQ(0, s.open(root.c_str(), 0));
-    ASSERT_EQ(0, s.setSyncWrites(sync));
+    // Through the engine option, as a host sets it ("/Options.cfg" aside).
+    if (sync) ASSERT_EQ(0, s.setOption("sync", "on"));
     EXPECT_EQ(sync, s.isSyncWrites());
     RegisterMessages(&s);
     for (int i = 0; i < 60; ++i) ASSERT_EQ(0, Put(&s, "d" + std::to_string(i), Token(i) + " 同步写入测试"));
@@ -122,6 +123,8 @@ TEST(DurabilityTest, SynchronousWritesLeaveTheSameFiles) {
     ASSERT_EQ(0, other.open(dir.file("other").c_str(), 0));
   }
   std::map<std::string, std::string> off = Tree(dir.file("off")), on = Tree(dir.file("on"));
+  EXPECT_EQ("[options]\nsync=on\n", on["/Options.cfg"].substr(on["/Options.cfg"].find("[options]")));
+  on.erase("/Options.cfg");
   EXPECT_GT(off.size(), 8u);
   for (const auto& f : off) EXPECT_TRUE(on.count(f.first) && on[f.first] == f.second) << f.first;
   EXPECT_EQ(off.size(), on.size());
