@@ -45,8 +45,9 @@ inline TwoTexts SplitInput(const uint8_t* data, size_t size) {
   return in;
 }
 
-// Strictly well-formed UTF-8: shortest forms only, no surrogates, at most
-// U+10FFFF.
+// Well-formed UTF-8: shortest forms only, at most U+10FFFF. Surrogates pass:
+// text from the host's VM (modified UTF-8) writes a supplementary character
+// as two three-byte surrogates.
 inline bool IsValidUtf8(const std::string& s) {
   const unsigned char* u = reinterpret_cast<const unsigned char*>(s.data());
   const size_t n = s.size();
@@ -74,10 +75,7 @@ inline bool IsValidUtf8(const std::string& s) {
       if ((u[i + k] & 0xC0) != 0x80) return false;
       cp = (cp << 6) | (u[i + k] & 0x3F);
     }
-    if ((len == 3 && cp < 0x800) || (len == 4 && (cp < 0x10000 || cp > 0x10FFFF)) ||
-        (cp >= 0xD800 && cp <= 0xDFFF)) {
-      return false;
-    }
+    if ((len == 3 && cp < 0x800) || (len == 4 && (cp < 0x10000 || cp > 0x10FFFF))) return false;
     i += len;
   }
   return true;

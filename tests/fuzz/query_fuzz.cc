@@ -7,8 +7,8 @@
 //     parser of the query-string language finds answers (null when
 //     index_name or query is missing);
 //   - paging: the hits returned are those ranked start+1 .. start+num of the
-//     same search with everything returned (num capped at 65535), table by
-//     table in the same order, with the same found counts;
+//     same search with everything returned (num capped at 65535): as many,
+//     each table's in its rank order, with the same found counts;
 //   - the query text's term lists (name fields and text fields) return 0 and
 //     are sorted signs without count or match bits.
 #include <algorithm>
@@ -173,8 +173,9 @@ void CheckPage(const std::string& part, const std::string& all, int start, int n
     FUZZ_CHECK(t.returned == t.found, "everything asked for, not returned: %s", all.c_str());
     found += t.found;
   }
-  size_t j = 0;
   for (const Table& t : got) {
+    // A page lists its tables in the order of their first hit on it.
+    size_t j = 0;
     while (j < every.size() && every[j].name != t.name) ++j;
     FUZZ_CHECK(j < every.size() && every[j].found == t.found,
                "table %s of the page is not in the whole result\n  page: %s\n  all: %s",
