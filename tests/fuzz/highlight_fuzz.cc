@@ -14,17 +14,21 @@
 //     boundaries: a text of at most that many characters comes back whole,
 //     a longer one as exactly that many characters, and the abstract is
 //     valid UTF-8;
-//   - a query of letters only that occurs in the text (case-blind) is a hit.
+//   - a query of letters only that occurs in the text (case-blind) is a hit,
+//     and so is one spelled from the text: the readings, or the initials, of
+//     a few of its Han characters in text order.
 // Also feeds position lists made from the input to only_highlight_abs, which
 // must stay within the text whatever the offsets.
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include "foundation/dynamic_array.h"
 #include "foundation/string_buffer.h"
 #include "foundation/utf8_util.h"
 #include "fuzz_check.h"
 #include "text/highlight.h"
+#include "text/pinyin.h"
 
 using namespace mobile_search;
 
@@ -118,6 +122,26 @@ bool OnlyLetters(const std::string& s) {
   return !s.empty();
 }
 
+// The readings of up to three characters of the text, from the one the
+// parameter picks on, as one word: in full, or their first letters.
+std::string SpelledQuery(const std::string& text, int param) {
+  std::vector<std::string> readings;
+  for (const char* p = text.c_str(); *p != '\0';) {
+    const char* next = (unsigned char)*p < 0x80 ? p + 1 : ac_utf8_next(p);
+    char* reading = next - p == 3 ? hz2pyConvertSingle(p, 3) : nullptr;
+    if (reading != nullptr) readings.push_back(reading);
+    free(reading);
+    p = next;
+  }
+  std::string word;
+  if (readings.empty()) return word;
+  const size_t from = (size_t)param % readings.size();
+  for (size_t i = from; i < readings.size() && i < from + 1 + (size_t)(param >> 6); ++i) {
+    word += (param & 32) ? readings[i].substr(0, 1) : readings[i];
+  }
+  return word;
+}
+
 // Position lists from the input's bytes, possibly reversed, out of the text
 // or inside characters: the abstract may only hold the text's own bytes.
 void CheckRawPositions(const std::string& text, const std::string& query, int maxChars) {
@@ -173,6 +197,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   }
   if (OnlyLetters(query) && Lower(text).find(Lower(query)) != std::string::npos) {
     FUZZ_CHECK(hit == 1, "a literal occurrence is not a hit (%s)", context.c_str());
+  }
+  const std::string spelled = SpelledQuery(text, maxChars);
+  if (!spelled.empty()) {
+    free(highLight_Abstract(text.c_str(), spelled.c_str(), 20, hit));
+    FUZZ_CHECK(hit == 1, "\"%s\", spelled from the text, is no hit (%s)", spelled.c_str(),
+               context.c_str());
   }
   CheckRawPositions(text, query, maxChars);
   return 0;
