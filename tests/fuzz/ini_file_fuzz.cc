@@ -183,14 +183,19 @@ void Operate(FuzzedDataProvider& in, ini_ctx_t* ctx, Model& model, bool* modifie
   }
   const std::string key = PickName(in, model, false, sec);
   std::string value;
-  if (op == 2) {
-    value = "";
-  } else if (op == 3) {
-    value = std::to_string(in.ConsumeIntegral<int>());
+  int rc;
+  if (op == 3) {
+    const int number = in.ConsumeIntegral<int>();
+    value = std::to_string(number);
+    rc = ini_ctx_section_add_item(ctx, name.c_str(), key.c_str(), number);
+  } else if (op == 4) {
+    const long long number = in.ConsumeIntegral<long long>();
+    value = std::to_string(number);
+    rc = ini_ctx_section_add_item(ctx, name.c_str(), key.c_str(), number);
   } else {
-    value = PickName(in, model, false, sec) + PickName(in, model, true, nullptr);
+    if (op == 5) value = PickName(in, model, false, sec) + PickName(in, model, true, nullptr);
+    rc = ini_ctx_section_add_item(ctx, name.c_str(), key.c_str(), value.c_str());
   }
-  const int rc = ini_ctx_section_add_item(ctx, name.c_str(), key.c_str(), value.c_str());
   int want;
   if (name.empty() || key.empty()) {
     want = -1;
