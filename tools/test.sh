@@ -4,7 +4,9 @@
 #   gcc    g++, warnings as errors, all tests
 #   asan   clang++ with AddressSanitizer and UndefinedBehaviorSanitizer, all tests
 #   tsan   clang++ with ThreadSanitizer, the *Concurrency test suites
-# Usage: bash tools/test.sh [gcc|asan|tsan ...]   (default: all three)
+#   fuzz   every libFuzzer program of tests/fuzz over its seed corpus for
+#          KS_FUZZ_SECONDS (default 30) seconds each (tools/fuzz.sh)
+# Usage: bash tools/test.sh [gcc|asan|tsan|fuzz ...]   (default: all four)
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -12,7 +14,7 @@ bash tools/install-deps.sh
 
 jobs=${KS_JOBS:-2}
 stages=("$@")
-[ ${#stages[@]} -eq 0 ] && stages=(gcc asan tsan)
+[ ${#stages[@]} -eq 0 ] && stages=(gcc asan tsan fuzz)
 
 export ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=1:strict_string_checks=1}
 export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}
@@ -34,6 +36,10 @@ for s in "${stages[@]}"; do
             -DKS_SANITIZE=address,undefined -DKS_BUILD_BENCH=OFF ;;
     tsan) run_stage tsan "-R Concurrency" -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_C_COMPILER=clang -DCMAKE_BUILD_TYPE=RelWithDebInfo \
             -DKS_SANITIZE=thread -DKS_BUILD_BENCH=OFF ;;
+    fuzz) echo "=== fuzz ==="
+          for name in $(bash tools/fuzz.sh list); do
+            bash tools/fuzz.sh "$name" "${KS_FUZZ_SECONDS:-30}"
+          done ;;
     *) echo "unknown stage: $s" >&2; exit 2 ;;
   esac
 done
