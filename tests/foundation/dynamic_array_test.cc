@@ -101,6 +101,43 @@ TEST(DynamicArray, EditingKeepsValuesAndReleasesOnlyWhatItOwns) {
   free(cell);
 }
 
+// Records what the release callback receives; the addresses are never used.
+std::vector<void*> g_release_args;
+void release_recorded(void* p) { g_release_args.push_back(p); }
+
+// On a 32-bit target a pointer is sign-extended into its slot and the release
+// callback gets the low 32 bits (none for zero low bits); on a 64-bit target
+// the slot is the whole pointer. The armhf build runs the first branch.
+TEST(DynamicArray, PointerSlotsFollowTheTargetsPointerWidth) {
+  g_release_args.clear();
+  _DArray* arr = darray_create(release_recorded, true);
+#if UINTPTR_MAX == 0xFFFFFFFFu
+  void* high = reinterpret_cast<void*>(uintptr_t{0x80000010u});
+  void* low = reinterpret_cast<void*>(uintptr_t{0x7FFFFFF0u});
+  EXPECT_EQ(0xFFFFFFFF80000010ULL, ptr_to_slot(high));
+  EXPECT_EQ(0x7FFFFFF0ULL, ptr_to_slot(low));
+  darray_append(arr, high);
+  darray_append(arr, low);
+  darray_append(arr, 0x1234567800000000ULL);  // low 32 bits zero: nothing released
+  darray_append(arr, 0xABCD000000000042ULL);
+  darray_destroy(arr);
+  EXPECT_EQ((std::vector<void*>{high, low, reinterpret_cast<void*>(uintptr_t{0x42})}),
+            g_release_args);
+#else
+  void* high = reinterpret_cast<void*>(uintptr_t{0xFFFF800000000010ULL});
+  void* wide = reinterpret_cast<void*>(uintptr_t{0x1234567800000000ULL});
+  EXPECT_EQ(0xFFFF800000000010ULL, ptr_to_slot(high));
+  darray_append(arr, high);
+  darray_append(arr, 0x1234567800000000ULL);  // low 32 bits zero, pointer not null
+  darray_append(arr, 0ULL);
+  darray_destroy(arr);
+  EXPECT_EQ((std::vector<void*>{high, wide}), g_release_args);
+#endif
+  EXPECT_EQ(high, slot_to_ptr(ptr_to_slot(high)));
+  int local = 0;
+  EXPECT_EQ(&local, slot_as<int>(ptr_to_slot(&local)));
+}
+
 // Counts on which side of the comparison the key was.
 u64 g_key;
 int g_key_first = 0, g_key_second = 0;
