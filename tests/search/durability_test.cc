@@ -104,7 +104,9 @@ TEST(DurabilityTest, SynchronousWritesLeaveTheSameFiles) {
     std::string root = dir.file(sync ? "on" : "off");
     ASSERT_EQ(0, s.open(root.c_str(), 0));
     // Through the engine option, as a host sets it ("/Options.cfg" aside).
-    if (sync) ASSERT_EQ(0, s.setOption("sync", "on"));
+    if (sync) {
+      ASSERT_EQ(0, s.setOption("sync", "on"));
+    }
     EXPECT_EQ(sync, s.isSyncWrites());
     RegisterMessages(&s);
     for (int i = 0; i < 60; ++i) ASSERT_EQ(0, Put(&s, "d" + std::to_string(i), Token(i) + " 同步写入测试"));
