@@ -83,7 +83,7 @@ expect_keys moved '"2"'
 [ "$("$tool" abstract --limit 10 '我和张三丰说' zsf)" = '我和<red>张三丰</red>说' ] || fail abstract
 
 # Engine options: phone-number tails and traditional script, kept by the root.
-sql "CREATE TABLE msg(id INTEGER PRIMARY KEY, body TEXT);
+make_db chat.db k3y "CREATE TABLE msg(id INTEGER PRIMARY KEY, body TEXT);
      INSERT INTO msg(body) VALUES ('愛 call 13812345678'), ('国 1358');"
 opts=(--option infix_digits=4 --option fold=simplified)
 "$tool" index --root oidx --db chat.db --key k3y --table msg --pkey id --fields body "${opts[@]}" >/dev/null \
