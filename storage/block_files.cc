@@ -158,6 +158,7 @@ int BlockFiles::expand() {
 int BlockFiles::append(const void* data, unsigned int n) {
   unsigned int size = getFileSize();
   if (data == nullptr || n == 0 || n > size) return -1;
+  if (pendingSeal_ >= 0) commitLength(true);  // a seal whose length could not be recorded
   int i = static_cast<int>(contentLen >> blockBits);
   MMapFile* file = fileAt(i);
   unsigned int inFile = contentLen & (size - 1);
@@ -188,7 +189,7 @@ int BlockFiles::append(const void* data, unsigned int n) {
     // content length that ends inside it, so the new length is recorded now.
     if (onFileFull != nullptr) {
       if (sealing) pendingSeal_ = i - 1;
-      commitLength();
+      commitLength(true);
     }
     clearCache();
   }
@@ -331,7 +332,7 @@ int BlockFiles::saveContentLen() {
   return 0;
 }
 
-int BlockFiles::commitLength() {
+int BlockFiles::commitLength(bool mayInstall) {
   int rc = 0;
   if (durable_) {
     for (int i = 0; i < fileCount; ++i) {
@@ -346,7 +347,9 @@ int BlockFiles::commitLength() {
       infoUnsynced_ = false;
     }
   }
-  if (rc == 0 && pendingSeal_ >= 0) {
+  // Replacing a mapping is left to appends, which run without readers; a
+  // save may run beside searches that hold addresses into it.
+  if (rc == 0 && mayInstall && pendingSeal_ >= 0) {
     installSealCopy(pendingSeal_);
     pendingSeal_ = -1;
   }

@@ -25,9 +25,11 @@
 // written whole to "D/N-<i>.seal" and renamed over "D/N-<i>" only after the
 // content length that covers it was recorded; openFiles finishes or drops
 // such a copy, so a killed process leaves the file either as it was or
-// wholly rewritten. With setDurable(true) every save also flushes the data
-// files to the device before the info file that points into them, and the
-// directory after a file was created or renamed.
+// wholly rewritten. The rewritten file is mapped anew only by an append (the
+// owner's exclusive section), never by a save, which may run beside readers.
+// With setDurable(true) every save also flushes the data files to the device
+// before the info file that points into them, and the directory after a file
+// was created or renamed.
 //
 // Ownership: the store owns its MMapFile objects, path buffers and the info
 // descriptor. Threads: no locking inside; the owning searcher serialises use.
@@ -172,9 +174,9 @@ class BlockFiles {
   // writeBackData, then commitLength for the active file.
   int writeBackFile(int i, bool viaMsync);
   // Flushes written data files when durable, then records the content length
-  // (flushed too when durable) and moves a waiting sealed copy into place.
-  // 0, or -1.
-  int commitLength();
+  // (flushed too when durable) and, with mayInstall (appends only), moves a
+  // waiting sealed copy into place. 0, or -1.
+  int commitLength(bool mayInstall = false);
   int formatSealPath(char* out, int k) const;
   // Writes full file i, as rewritten in memory, to its ".seal" copy.
   int writeSealCopy(int i);
