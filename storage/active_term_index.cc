@@ -6,9 +6,10 @@ namespace mobile_search {
 
 namespace {
 
+// Term signs of short terms are their own bytes (a Han character's first
+// byte is one of a few values): the high bits of a 64-bit product mix them.
 size_t SlotOf(unsigned int sign, size_t mask) {
-  // Term signs of short terms are their own bytes: spread them.
-  return (static_cast<size_t>(sign) * 0x9E3779B1u) & mask;
+  return static_cast<size_t>((static_cast<unsigned long long>(sign) * 0x9E3779B97F4A7C15ull) >> 40) & mask;
 }
 
 }  // namespace
