@@ -113,10 +113,12 @@ class Postings {
     if (r.lo == kUnknown) r = dir_->findRun(f, bases_[f], t.sign);
     return r;
   }
-  // Postings of the term, all fields: runs of every file plus the active ones.
-  u64 total(Term& t) {
+  // Postings of the term, all fields: runs of every file plus the active
+  // ones; once the count passes `cap` it stops there (t.total is then a
+  // lower bound above cap).
+  u64 total(Term& t, u64 cap) {
     u64 sum = dir_->active().count(t.sign);
-    for (int f = 0; f < files(); ++f) {
+    for (int f = 0; f < files() && sum <= cap; ++f) {
       const Run r = run(t, f);
       sum += r.hi - r.lo;
     }
@@ -327,8 +329,19 @@ bool SeveralTerms(Postings& src, Validity& validity, const _DArray* list, _DArra
   std::vector<unsigned int> order(n);
   for (unsigned int i = 0; i < n; ++i) {
     src.init(terms[i], static_cast<unsigned int>(darray_get_by_index(list, i)));
-    if (src.total(terms[i]) == 0) return true;  // one absent term: no hits
     order[i] = i;
+  }
+  // Counting every term in every file would cost terms x files. Terms of
+  // more than 4 bytes (several characters) have hashed signs, mostly above
+  // 2^24, and are usually the rare ones: they are counted first, and the
+  // others only until they pass the smallest count so far.
+  std::stable_sort(order.begin(), order.end(), [&terms](unsigned int a, unsigned int b) {
+    return (terms[a].sign > 0xFFFFFFu) > (terms[b].sign > 0xFFFFFFu);
+  });
+  u64 least = ~0ull;
+  for (unsigned int i : order) {
+    if (src.total(terms[i], least) == 0) return true;  // one absent term: no hits
+    least = std::min(least, terms[i].total);
   }
   std::stable_sort(order.begin(), order.end(),
                    [&terms](unsigned int a, unsigned int b) { return terms[a].total < terms[b].total; });

@@ -51,7 +51,8 @@ bool ActiveTermIndex::grow() {
 void ActiveTermIndex::add(unsigned int sign, unsigned int index) {
   if (!ok_) return;
   try {
-    if ((used_ + 1) * 2 > slots_.size() && !grow()) throw std::bad_alloc();
+    // Linear probing stays short up to three quarters full.
+    if ((used_ + 1) * 4 > slots_.size() * 3 && !grow()) throw std::bad_alloc();
     if (index >= next_.size()) next_.resize(index + 1, kNone);
   } catch (const std::bad_alloc&) {
     clear();
