@@ -21,6 +21,7 @@ typedef PostingsDirectory::Run Run;
 
 const unsigned int kRec = _idx2_unit_t::kSize;
 const unsigned int kUnknown = 0xFFFFFFFFu;  // a run not looked up yet
+const unsigned long long kUncounted = ~0ull;  // a term's postings not counted
 const unsigned int kFileRecords = (1u << 21) / kRec;
 
 const _idx2_unit_t* RecordAt(const unsigned char* base, unsigned int i) {
@@ -69,7 +70,7 @@ struct Term {
   std::vector<Run> runs;
   std::vector<u64> active;  // DocField << 32 | record index, ascending
   bool activeLoaded = false;
-  u64 total = 0;
+  u64 total = kUncounted;
 };
 
 // The group's postings as one query sees them.
@@ -304,6 +305,8 @@ bool SingleTerm(Postings& src, Validity& validity, unsigned int sign, const _DAr
 // Keeps the candidates (sorted DocField keys) that term t also holds.
 void Narrow(Postings& src, Term& t, std::vector<unsigned int>& cands) {
   std::vector<char> kept(cands.size(), 0);
+  // Many candidates: whether walking the term would be cheaper than probing.
+  if (t.total == kUncounted && cands.size() > 1024) src.total(t, static_cast<u64>(cands.size()) * 32);
   if (static_cast<u64>(cands.size()) * 32 < t.total) {
     for (size_t i = 0; i < cands.size(); ++i) kept[i] = src.holds(t, cands[i]) ? 1 : 0;
   } else {
@@ -333,15 +336,16 @@ bool SeveralTerms(Postings& src, Validity& validity, const _DArray* list, _DArra
   }
   // Counting every term in every file would cost terms x files. Terms of
   // more than 4 bytes (several characters) have hashed signs, mostly above
-  // 2^24, and are usually the rare ones: they are counted first, and the
-  // others only until they pass the smallest count so far.
-  std::stable_sort(order.begin(), order.end(), [&terms](unsigned int a, unsigned int b) {
-    return (terms[a].sign > 0xFFFFFFu) > (terms[b].sign > 0xFFFFFFu);
-  });
+  // 2^24, and are the rare ones: a pair is no more frequent than either of
+  // its characters. Only they are counted then, each until it passes the
+  // smallest count so far; the others are probed, never walked whole.
+  bool anyLong = false;
+  for (const Term& t : terms) anyLong = anyLong || t.sign > 0xFFFFFFu;
   u64 least = ~0ull;
-  for (unsigned int i : order) {
-    if (src.total(terms[i], least) == 0) return true;  // one absent term: no hits
-    least = std::min(least, terms[i].total);
+  for (Term& t : terms) {
+    if (anyLong && t.sign <= 0xFFFFFFu) continue;  // total stays kUncounted
+    if (src.total(t, least) == 0) return true;     // one absent term: no hits
+    least = std::min(least, t.total);
   }
   std::stable_sort(order.begin(), order.end(),
                    [&terms](unsigned int a, unsigned int b) { return terms[a].total < terms[b].total; });
