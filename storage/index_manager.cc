@@ -134,7 +134,7 @@ int IndexManager::open(const char* dir, const char* name) {
   if (!is_dir(dir) && make_dir(dir, 0755) != 0) return -1;
   if (!is_dir(sub) && make_dir(sub, 0755) != 0) return -1;
   if (!store->openFiles(sub, name)) return -1;
-  directory_.build(store);
+  directory_.build(store, sub, name);
   store->setAutoSave(autoSave);
   opened = writable = true;
   return 0;

@@ -1,6 +1,11 @@
 #include "storage/postings_directory.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <cstdio>
+#include <cstring>
 #include <new>
 
 #include "storage/block_files.h"
@@ -48,10 +53,11 @@ void PostingsDirectory::noteDoc(unsigned int docid) {
   if (docid > maxDoc_) maxDoc_ = docid;
 }
 
-bool PostingsDirectory::addSealed(BlockFiles* store, int f) {
+bool PostingsDirectory::addSealed(BlockFiles* store, int f, const unsigned char* copy) {
   unsigned int len = 0;
   const unsigned char* base = static_cast<const unsigned char*>(store->getBlockAddress(f, len));
   if (base == nullptr || len != kFullFile || f != static_cast<int>(sealed_.size())) return false;
+  if (copy != nullptr) base = copy;
   const unsigned int n = len / kRec;
   SealedFile file{0xFFFFFFFFu, 0, {}};
   try {
@@ -88,16 +94,51 @@ void PostingsDirectory::addActive(const unsigned char* base, unsigned int count)
   }
 }
 
-void PostingsDirectory::build(BlockFiles* store) {
+namespace {
+
+// The bytes of data file f read into `buf`, or null when the file cannot be
+// read whole or does not hold what is mapped (compared at three records).
+const unsigned char* ReadFullFile(const char* dir, const char* name, int f, const unsigned char* mapped,
+                                  std::vector<unsigned char>* buf) {
+  if (dir == nullptr || name == nullptr) return nullptr;
+  char path[4096];
+  if (snprintf(path, sizeof(path), "%s/%s-%d", dir, name, f) >= static_cast<int>(sizeof(path))) return nullptr;
+  const int fd = ::open(path, O_RDONLY);
+  if (fd < 0) return nullptr;
+  size_t got = 0;
+  while (got < kFullFile) {
+    const ssize_t n = pread(fd, buf->data() + got, kFullFile - got, static_cast<off_t>(got));
+    if (n <= 0) break;
+    got += static_cast<size_t>(n);
+  }
+  ::close(fd);
+  if (got != kFullFile) return nullptr;
+  const unsigned int last = (kFullFile / kRec - 1) * kRec;
+  for (unsigned int at : {0u, last / 2 / kRec * kRec, last}) {
+    if (memcmp(buf->data() + at, mapped + at, kRec) != 0) return nullptr;
+  }
+  return buf->data();
+}
+
+}  // namespace
+
+void PostingsDirectory::build(BlockFiles* store, const char* dir, const char* name) {
   clear();
   if (store == nullptr) return;
   ok_ = true;
+  std::vector<unsigned char> buf;
   for (int f = 0; f < store->blockNumber() && ok_; ++f) {
     unsigned int len = 0;
     const unsigned char* base = static_cast<const unsigned char*>(store->getBlockAddress(f, len));
     if (base == nullptr || len == 0) continue;
     if (len == kFullFile) {
-      ok_ = activeFile_ < 0 && addSealed(store, f);
+      try {
+        buf.resize(kFullFile);
+      } catch (const std::bad_alloc&) {
+        buf.clear();
+      }
+      const unsigned char* copy = buf.empty() ? nullptr : ReadFullFile(dir, name, f, base, &buf);
+      ok_ = activeFile_ < 0 && addSealed(store, f, copy);
     } else {
       // Only the last file with content may be partly filled.
       ok_ = activeFile_ < 0 && f == sealedCount();

@@ -43,8 +43,11 @@ class PostingsDirectory {
   };
 
   void clear();
-  // Indexes every data file of `store` (at open).
-  void build(BlockFiles* store);
+  // Indexes every data file of `store` (at open). Full files are read from
+  // `dir`/`name`-N with pread rather than through their mappings, so that
+  // opening does not make the whole index resident in this process; a file
+  // that cannot be read, or differs from its mapping, is read mapped.
+  void build(BlockFiles* store, const char* dir, const char* name);
   // Keeps up with an append of (sign, docid) that the store placed at
   // content offset `offset`; indexes a file that has just been sealed.
   void noteAppend(BlockFiles* store, unsigned int offset, unsigned int sign, unsigned int docid);
@@ -69,7 +72,7 @@ class PostingsDirectory {
     unsigned int minDoc, maxDoc;
     std::vector<unsigned int> samples;  // sign of records 0, kStride, 2 kStride, ...
   };
-  bool addSealed(BlockFiles* store, int f);
+  bool addSealed(BlockFiles* store, int f, const unsigned char* copy = nullptr);
   void addActive(const unsigned char* base, unsigned int count);
   void noteDoc(unsigned int docid);
 
