@@ -134,7 +134,7 @@ int IndexManager::open(const char* dir, const char* name) {
   if (!is_dir(dir) && make_dir(dir, 0755) != 0) return -1;
   if (!is_dir(sub) && make_dir(sub, 0755) != 0) return -1;
   if (!store->openFiles(sub, name)) return -1;
-  directory_.build(store, sub, name);
+  rebuildDirectory();
   store->setAutoSave(autoSave);
   opened = writable = true;
   return 0;
@@ -146,7 +146,7 @@ int IndexManager::addTerm(unsigned int sign, unsigned int docid, unsigned char f
   _idx2_unit_t rec;
   rec.set(sign, docid, field, weight, bits);
   const int at = store->append(rec.bytes, kRec);
-  if (at >= 0) directory_.noteAppend(store, static_cast<unsigned int>(at), sign, docid);
+  if (at >= 0) directory_.noteAppend(store, static_cast<unsigned int>(at), docid);
   return at;
 }
 
@@ -322,8 +322,15 @@ int IndexManager::repairAtOpen(unsigned int docCount, IndexRepairs* out) {
     keep = activeStart + n * kRec;
   }
   if (keep < end && store->truncateContent(keep) != 0) rc = -1;
+  if (r.resorted || keep < end) rebuildDirectory();
   if (out != nullptr) *out = r;
   return rc;
+}
+
+void IndexManager::rebuildDirectory() {
+  char sub[4096];
+  snprintf(sub, sizeof(sub), "%s/idx_0", dirPath == nullptr ? "" : dirPath->data);
+  directory_.build(store, sub, baseName == nullptr ? nullptr : baseName->data);
 }
 
 int IndexManager::close() {

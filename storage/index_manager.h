@@ -113,9 +113,12 @@ class IndexManager {
 
   // Store access for whole-index walks and tests.
   BlockFiles* getStore() { return store; }
-  // The in-memory guide to the postings files, or null while it does not
-  // describe the store exactly (see PostingsDirectory::usable).
-  const PostingsDirectory* directory() const { return directory_.usable(store) ? &directory_ : nullptr; }
+  // The in-memory guide to the postings files, brought up to date with the
+  // active file, or null while it does not describe the store exactly (see
+  // PostingsDirectory::usable). Callable from concurrent searches.
+  const PostingsDirectory* directory() {
+    return directory_.usable(store) && directory_.catchUp(store) ? &directory_ : nullptr;
+  }
   // Bytes held by the directory.
   size_t directoryBytes() const { return directory_.memoryBytes(); }
   // Where getTerm's binary search over the `count` records of a full file
@@ -128,6 +131,9 @@ class IndexManager {
   // the posting the binary search lands on upward, then downward.
   static void visitFullFile(unsigned int sign, int field, const unsigned char* base, unsigned int count,
                             posting_visit_fn visit, void* user);
+
+  // Builds the postings directory from the files as they are now.
+  void rebuildDirectory();
 
   _str_buffer_t* dirPath;
   _str_buffer_t* baseName;

@@ -42,6 +42,7 @@ unsigned int SearchSign(const unsigned char* base, unsigned int lo, unsigned int
 void PostingsDirectory::clear() {
   std::vector<SealedFile>().swap(sealed_);
   active_.clear();
+  activeIndexed_.store(0, std::memory_order_relaxed);
   activeFile_ = -1;
   contentLen_ = 0;
   maxDoc_ = 0;
@@ -87,11 +88,8 @@ bool PostingsDirectory::addSealed(BlockFiles* store, int f, const unsigned char*
   return true;
 }
 
-void PostingsDirectory::addActive(const unsigned char* base, unsigned int count) {
-  for (unsigned int i = 0; i < count; ++i) {
-    active_.add(SignAt(base, i), i);
-    noteDoc(DocAt(base, i));
-  }
+void PostingsDirectory::addActive(const unsigned char* base, unsigned int from, unsigned int to) {
+  for (unsigned int i = from; i < to; ++i) active_.add(SignAt(base, i), i);
 }
 
 namespace {
@@ -143,29 +141,45 @@ void PostingsDirectory::build(BlockFiles* store, const char* dir, const char* na
       // Only the last file with content may be partly filled.
       ok_ = activeFile_ < 0 && f == sealedCount();
       activeFile_ = f;
-      addActive(base, len / kRec);
+      for (unsigned int i = 0; i < len / kRec; ++i) noteDoc(DocAt(base, i));
+      addActive(base, 0, len / kRec);
+      activeIndexed_.store(len / kRec, std::memory_order_release);
     }
   }
   contentLen_ = store->getContentLen();
 }
 
-void PostingsDirectory::noteAppend(BlockFiles* store, unsigned int offset, unsigned int sign,
-                                   unsigned int docid) {
+void PostingsDirectory::noteAppend(BlockFiles* store, unsigned int offset, unsigned int docid) {
   if (!ok_) return;
   const int f = static_cast<int>(offset >> 21);
   if (f != activeFile_) {
     // The files before the new one have filled (and been sorted) since.
     for (int g = sealedCount(); g < f && ok_; ++g) ok_ = addSealed(store, g);
     active_.clear();
+    activeIndexed_.store(0, std::memory_order_relaxed);
     activeFile_ = f;
   }
-  active_.add(sign, (offset & (kFullFile - 1)) / kRec);
   noteDoc(docid);
   contentLen_ = store->getContentLen();
 }
 
+bool PostingsDirectory::catchUp(BlockFiles* store) {
+  if (activeFile_ < 0 || store == nullptr) return true;
+  unsigned int len = 0;
+  const unsigned char* base = static_cast<const unsigned char*>(store->getBlockAddress(activeFile_, len));
+  const unsigned int want = base == nullptr ? 0 : len / kRec;
+  if (activeIndexed_.load(std::memory_order_acquire) >= want) return active_.ok();
+  std::lock_guard<std::mutex> hold(activeMutex_);
+  const unsigned int have = activeIndexed_.load(std::memory_order_relaxed);
+  if (have < want) {
+    addActive(base, have, want);
+    activeIndexed_.store(want, std::memory_order_release);
+  }
+  return active_.ok();
+}
+
 bool PostingsDirectory::usable(const BlockFiles* store) const {
-  return ok_ && active_.ok() && store != nullptr && store->getContentLen() == contentLen_ &&
+  return ok_ && store != nullptr && store->getContentLen() == contentLen_ &&
          maxDoc_ <= 0xFFFFFFu;
 }
 

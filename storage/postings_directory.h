@@ -7,7 +7,9 @@
 //     narrows a binary search to 64 records before the mapped file is read;
 //   - the smallest and largest doc id in the file, so that the postings of
 //     one document are looked for only in the files that can hold them.
-// For the active (last) file: an ActiveTermIndex.
+// For the active (last) file: an ActiveTermIndex, brought up to date by the
+// first query after appends (catchUp) rather than on every append, so that
+// indexing pays nothing for it.
 // Everything is keyed by file number and record index, never by address:
 // callers take a file's current address from the store for every query.
 //
@@ -24,7 +26,9 @@
 #ifndef KS_STORAGE_POSTINGS_DIRECTORY_H_
 #define KS_STORAGE_POSTINGS_DIRECTORY_H_
 
+#include <atomic>
 #include <cstddef>
+#include <mutex>
 #include <vector>
 
 #include "storage/active_term_index.h"
@@ -48,11 +52,16 @@ class PostingsDirectory {
   // opening does not make the whole index resident in this process; a file
   // that cannot be read, or differs from its mapping, is read mapped.
   void build(BlockFiles* store, const char* dir, const char* name);
-  // Keeps up with an append of (sign, docid) that the store placed at
+  // Keeps up with an append of a posting of `docid` that the store placed at
   // content offset `offset`; indexes a file that has just been sealed.
-  void noteAppend(BlockFiles* store, unsigned int offset, unsigned int sign, unsigned int docid);
+  void noteAppend(BlockFiles* store, unsigned int offset, unsigned int docid);
   // Whether the directory describes `store` as it is now.
   bool usable(const BlockFiles* store) const;
+  // Indexes the active file's postings appended since the last call. Safe
+  // to call from several searches at once (they hold the group's shared
+  // lock, so the store does not change meanwhile). False when the index
+  // could not take them (the directory is then not usable).
+  bool catchUp(BlockFiles* store);
 
   int sealedCount() const { return static_cast<int>(sealed_.size()); }
   unsigned int minDoc(int f) const { return sealed_[f].minDoc; }
@@ -73,11 +82,13 @@ class PostingsDirectory {
     std::vector<unsigned int> samples;  // sign of records 0, kStride, 2 kStride, ...
   };
   bool addSealed(BlockFiles* store, int f, const unsigned char* copy = nullptr);
-  void addActive(const unsigned char* base, unsigned int count);
+  void addActive(const unsigned char* base, unsigned int from, unsigned int to);
   void noteDoc(unsigned int docid);
 
   std::vector<SealedFile> sealed_;
   ActiveTermIndex active_;
+  std::mutex activeMutex_;                       // serialises catchUp
+  std::atomic<unsigned int> activeIndexed_{0};  // active records in active_
   int activeFile_ = -1;
   unsigned int contentLen_ = 0;  // content length of the store described
   unsigned int maxDoc_ = 0;
