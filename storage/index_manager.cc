@@ -264,6 +264,7 @@ int IndexManager::repairAtOpen(unsigned int docCount, IndexRepairs* out) {
   if (!opened || store == nullptr) return -1;
   int rc = 0;
   int files = store->blockNumber();
+  const unsigned int lengthBefore = store->getContentLen();
   int lastFull = -1;
   for (int f = 0; f < files; ++f) {
     unsigned int len = 0;
@@ -322,7 +323,7 @@ int IndexManager::repairAtOpen(unsigned int docCount, IndexRepairs* out) {
     keep = activeStart + n * kRec;
   }
   if (keep < end && store->truncateContent(keep) != 0) rc = -1;
-  if (r.resorted || keep < end) rebuildDirectory();
+  if (r.resorted || store->getContentLen() != lengthBefore) rebuildDirectory();
   if (out != nullptr) *out = r;
   return rc;
 }
