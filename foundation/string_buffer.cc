@@ -38,17 +38,22 @@ bool ensure(_str_buffer_t* buf, long long needed, long long add, const char** s)
   return needed < buf->size;
 }
 
-int append_number(_str_buffer_t* buf, const char* format, unsigned long long u, long long i,
-                  bool is_signed) {
+// The decimal text of a number, as "%lld" / "%llu" print it; written by hand
+// because results serialise one number per hit and field.
+int append_number(_str_buffer_t* buf, unsigned long long u, long long i, bool is_signed) {
   if (buf == nullptr) return 0;
-  char text[32];
-  memset(text, 0, sizeof(text));
-  if (is_signed) {
-    snprintf(text, sizeof(text), format, i);
-  } else {
-    snprintf(text, sizeof(text), format, u);
-  }
-  return str_buffer_append(buf, text);
+  const bool negative = is_signed && i < 0;
+  unsigned long long v = is_signed ? (negative ? 0ull - static_cast<unsigned long long>(i)
+                                               : static_cast<unsigned long long>(i))
+                                   : u;
+  char text[24];
+  int at = sizeof(text);
+  do {
+    text[--at] = static_cast<char>('0' + v % 10);
+    v /= 10;
+  } while (v != 0);
+  if (negative) text[--at] = '-';
+  return str_buffer_append(buf, text + at, static_cast<int>(sizeof(text)) - at);
 }
 
 // A buffer of capacity n holding the `filled` bytes at s, every other byte
@@ -139,15 +144,15 @@ int str_buffer_append(_str_buffer_t* buf, char c) {
 }
 
 int str_buffer_append(_str_buffer_t* buf, int value) {
-  return append_number(buf, "%lld", 0, value, true);
+  return append_number(buf, 0, value, true);
 }
 
 int str_buffer_append(_str_buffer_t* buf, unsigned int value) {
-  return append_number(buf, "%llu", value, 0, false);
+  return append_number(buf, value, 0, false);
 }
 
 int str_buffer_append(_str_buffer_t* buf, unsigned long long value) {
-  return append_number(buf, "%llu", value, 0, false);
+  return append_number(buf, value, 0, false);
 }
 
 int str_buffer_append(_str_buffer_t* buf, const _str_buffer_t* other) {

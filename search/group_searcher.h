@@ -180,6 +180,9 @@ class GroupSearcher {
   // it (deleted document, or a table or field outside the search).
   static bool index_valify(void* doc_id_manager, unsigned int doc_id,
                            int field_id, void* tables);
+  // index_valify's decision for a live document of table `table_id`.
+  static bool tableDrops(const void* tables, unsigned int table_id,
+                         int field_id);
   // _DArray release callback for IndexTerm* slots.
   static void term_free(void* term);
   // Debugging aid: prints a hit's doc id and weight to stdout.

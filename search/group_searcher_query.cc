@@ -8,7 +8,9 @@
 
 #include "config/config_manager.h"
 #include "foundation/fault_point.h"
+#include "foundation/shell_sort.h"
 #include "search/group_searcher.h"
+#include "search/list_evaluator.h"
 #include "search/search_index_config.h"
 #include "search/search_result.h"
 #include "search/table_result.h"
@@ -37,16 +39,6 @@ search_table_info_t* TableAt(const _DArray* tables, unsigned int i) {
 int FieldIdAt(const _DArray* ids, unsigned int i) {
   // Field ids are stored sign-extended (an unknown field is -1).
   return static_cast<int>(static_cast<long long>(darray_get_by_index(ids, i)));
-}
-
-// Turns a posting into a ranked hit: its base weight becomes the sort weight
-// of its match bits.
-void EmitHit(doc_union_t posting, _DArray* hits) {
-  unsigned char weight = posting.weight();
-  TokenRules::mathSortWeight(weight, posting.bits());
-  darray_append(hits, doc_union_t::make(posting.docid(), posting.field(), weight,
-                                        posting.bits())
-                          .value);
 }
 
 // Whether a further posting of the pending hit's document replaces it.
@@ -84,62 +76,6 @@ class DocBitmap {
   std::vector<unsigned long long> bits_;
 };
 
-// The (24-bit doc id, field) pairs of one term's postings, one doc-id set
-// per field. Filled by IndexManager::visitTerm through Add.
-class DocFieldSet {
- public:
-  explicit DocFieldSet(unsigned int docs_hint) : hint_(docs_hint) {
-    for (unsigned short& s : slot_) s = kNone;
-  }
-  static void Add(void* set, const _idx2_unit_t* rec) {
-    DocFieldSet* self = static_cast<DocFieldSet*>(set);
-    const unsigned int docid = rec->docid();
-    if (docid > 0xFFFFFF) self->wide_ = true;
-    self->insert(docid & 0xFFFFFF, rec->field());
-  }
-  bool contains(unsigned int docid, unsigned char field) const {
-    const unsigned short s = slot_[field];
-    return s != kNone && sets_[s].contains(docid);
-  }
-  // Whether a doc id did not fit in 24 bits.
-  bool wide() const { return wide_; }
-
- private:
-  static const unsigned short kNone = 0xFFFF;
-  void insert(unsigned int docid, unsigned char field) {
-    unsigned short& s = slot_[field];
-    if (s == kNone) {
-      s = static_cast<unsigned short>(sets_.size());
-      sets_.emplace_back(hint_);
-    }
-    sets_[s].insert(docid);
-  }
-
-  unsigned int hint_;
-  bool wide_ = false;
-  unsigned short slot_[256];
-  std::vector<DocBitmap> sets_;
-};
-
-// The postings of the first term of an intersection that every further
-// term holds with the same (doc id, field), in visiting order. Notes a doc id
-// that does not fit in 24 bits, which the sets cannot answer for.
-struct ConfirmedPostings {
-  const std::vector<DocFieldSet>* further;
-  std::vector<doc_union_t> kept;
-  bool wide = false;
-
-  static void Add(void* self, const _idx2_unit_t* rec) {
-    ConfirmedPostings* c = static_cast<ConfirmedPostings*>(self);
-    const unsigned int docid = rec->docid();
-    if (docid > 0xFFFFFF) c->wide = true;
-    for (const DocFieldSet& set : *c->further) {
-      if (!set.contains(docid & 0xFFFFFF, rec->field())) return;
-    }
-    c->kept.push_back(doc_union_t::make(docid, rec->field(), rec->weight(), rec->bits()));
-  }
-};
-
 // One term: one hit per document, from its best field posting.
 void SingleTermHits(IndexTerm* term, _DArray* hits, const _DArray* filter) {
   term->sort();
@@ -151,11 +87,11 @@ void SingleTermHits(IndexTerm* term, _DArray* hits, const _DArray* filter) {
     } else if (posting.docid() == pending.docid()) {
       if (PostingWins(posting, pending, filter)) pending = posting;
     } else {
-      EmitHit(pending, hits);
+      EmitRankedHit(pending, hits);
       pending = posting;
     }
   }
-  if (pending.weight() != 0) EmitHit(pending, hits);
+  if (pending.weight() != 0) EmitRankedHit(pending, hits);
 }
 
 // Several terms: every posting of the first term that all further terms
@@ -175,43 +111,8 @@ void IntersectTerms(_DArray* terms, _DArray* hits, _DArray* filter) {
     for (unsigned int i = 1; i < n && confirmed; ++i) {
       confirmed = TermAt(terms, i)->validDoc(posting, filter) != 0;
     }
-    if (confirmed) EmitHit(posting, hits);
+    if (confirmed) EmitRankedHit(posting, hits);
   }
-}
-
-// IntersectTerms for a list of several terms, checking validity only for
-// the postings of the first term that every further term confirms. Same hits
-// in the same order: a further term's posting that matches a posting of the
-// first in doc id and field has the same full doc id (no wide ids) and field,
-// so the callback answers both alike, and checking validity after the (pure)
-// membership tests instead of before drops the same postings. False, with
-// nothing appended, when a doc id does not fit in 24 bits.
-bool IntersectUnchecked(IndexManager* index, const _DArray* list, int restriction,
-                        DocIdManager* docs, _DArray* tables, _DArray* hits) {
-  const unsigned int n = darray_length(list);
-  std::vector<DocFieldSet> further;
-  further.reserve(n - 1);
-  for (unsigned int i = 1; i < n; ++i) {
-    further.emplace_back(docs->getDocNumber());
-    index->visitTerm(static_cast<unsigned int>(darray_get_by_index(list, i)), restriction, DocFieldSet::Add,
-                     &further.back());
-    if (further.back().wide()) return false;
-  }
-  // The first term is visited last, in the order getTerm would gather it.
-  ConfirmedPostings first;
-  first.further = &further;
-  index->visitTerm(static_cast<unsigned int>(darray_get_by_index(list, 0)), restriction, ConfirmedPostings::Add,
-                   &first);
-  if (first.wide) return false;
-  const bool allFields = restriction == -1;
-  for (const doc_union_t posting : first.kept) {
-    if (GroupSearcher::index_valify(docs, posting.docid(), allFields ? posting.field() : -1,
-                                    tables)) {
-      continue;
-    }
-    EmitHit(posting, hits);
-  }
-  return true;
 }
 
 // One cursor per token of `list`, holding the postings of its term that the
@@ -256,6 +157,13 @@ void AppendNewDocuments(const _DArray* more, _DArray* merged) {
     const doc_union_t hit{darray_get_by_index(more, static_cast<unsigned int>(i))};
     if (seen.insert(hit.docid())) darray_append(merged, hit.value);
   }
+}
+
+// getTabMD5Id, from the dense document states where they cover the id.
+unsigned int TableIdOf(DocIdManager* docs, unsigned int docid) {
+  const unsigned char s = docs->docState().state(docid);
+  if (s == DocStateTable::kUncovered) return docs->getTabMD5Id(static_cast<int>(docid));
+  return docs->docState().tableOf(s & 0x7F);
 }
 
 // The first item of `config` that searches `index_name`, or null.
@@ -341,13 +249,11 @@ int GroupSearcher::doSearchImpl(SearchResult* result,
     // documents, all of which are merged already (Latin words, pinyin and
     // single characters give both lists the same terms).
     if (k > 0 && SameTerms(lists[k], lists[0])) continue;
-    // Several terms without a field filter are intersected before their
-    // postings are checked for validity; otherwise, or when a doc id does not
-    // fit the postings' 24 bits, every posting is checked as it is gathered.
+    // The postings directory answers most lists; the plain evaluation, every
+    // posting of every term gathered and checked, runs where it cannot.
     _DArray* hits = k == 0 ? merged : darray_create(nullptr, false);
-    const bool unchecked = filter == nullptr && darray_length(lists[k]) > 1 && hits != nullptr;
-    if (!unchecked ||
-        !IntersectUnchecked(m_indexMgr->index_mgr, lists[k], restriction, docs, tables, hits)) {
+    if (hits == nullptr ||
+        !EvaluateList(m_indexMgr->index_mgr, docs, lists[k], restriction, filter, tables, hits)) {
       _DArray* terms = GatherTerms(m_indexMgr->index_mgr, lists[k], docs, tables, restriction);
       if (terms == nullptr) {
         if (hits != merged) darray_destroy(hits);
@@ -357,7 +263,10 @@ int GroupSearcher::doSearchImpl(SearchResult* result,
       darray_destroy(terms);
     }
     if (k == 0) {
-      darray_shell_sort(merged, HitWeightCmp);
+      // darray_shell_sort with HitWeightCmp, its comparison inlined.
+      shell_sort(merged->items, merged->count, [](unsigned long long a, unsigned long long b) {
+        return HitWeightCmp(b, a) < 0;
+      });
     } else {
       AppendNewDocuments(hits, merged);
       darray_destroy(hits);
@@ -394,7 +303,7 @@ int GroupSearcher::fillTableResult(SearchResult* result, _DArray* tables,
   const unsigned int table_count = darray_length(tables);
   for (unsigned int h = 0; h < n; ++h) {
     const doc_union_t hit{darray_get_by_index(hits, h)};
-    const unsigned int table_id = docs->getTabMD5Id(static_cast<int>(hit.docid()));
+    const unsigned int table_id = TableIdOf(docs, hit.docid());
     search_table_info_t* entry = nullptr;
     for (unsigned int t = 0; t < table_count && entry == nullptr; ++t) {
       search_table_info_t* candidate = TableAt(tables, t);
@@ -437,9 +346,13 @@ bool GroupSearcher::index_valify(void* doc_id_manager, unsigned int doc_id,
   const pkey_docid_t* rec =
       doc_id > 0x7FFFFFFFu ? nullptr : docs->getDocInfoById(static_cast<int>(doc_id));
   if (rec != nullptr && rec->deleted() != 0) return true;
+  return tableDrops(tables, rec == nullptr ? 0 : rec->tableId(), field_id);
+}
+
+bool GroupSearcher::tableDrops(const void* tables, unsigned int table_id,
+                               int field_id) {
   if (tables == nullptr) return false;
   const _DArray* list = static_cast<const _DArray*>(tables);
-  const unsigned int table_id = rec == nullptr ? 0 : rec->tableId();
   const unsigned int n = darray_length(list);
   for (unsigned int t = 0; t < n; ++t) {
     const search_table_info_t* entry = TableAt(list, t);

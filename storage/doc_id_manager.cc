@@ -135,6 +135,7 @@ int DocIdManager::open(const char* dir) {
     return true;
   });
   docCount = walked;
+  rebuildDocState();
   return 0;
 }
 
@@ -239,6 +240,7 @@ int DocIdManager::addPKey(unsigned int tableId, const char* pkey, unsigned int c
   if (idStore->append(rec.bytes, pkey_docid_t::kSize) < 0) return -1;
   unsigned int d = docCount++;
   addMapValue(getDocInfoById(static_cast<int>(d)), d);
+  noteRecord(d);
   return static_cast<int>(d);
 }
 
@@ -326,6 +328,7 @@ pkey_docid_t* DocIdManager::getDocInfoById(int docid) {
 void DocIdManager::setDeletedByte(unsigned int docid, pkey_docid_t* rec, unsigned char deleted) {
   if ((rec->bytes[10] == 1) != (deleted == 1)) deletedCount += deleted == 1 ? 1 : -1;
   rec->bytes[10] = deleted;
+  docState_.setDeleted(docid, deleted != 0);
   idStore->markDirty(static_cast<int>(docid / kRecordsPerFile),
                      (docid % kRecordsPerFile) * pkey_docid_t::kSize + 10, 1);
 }
@@ -427,6 +430,7 @@ int DocIdManager::close() {
   int a = idStore->closeFiles();
   int b = keyStore->closeFiles();
   opened = false;
+  docState_.clear();
   return (a == 1 && b == 1) ? 0 : -1;
 }
 
@@ -455,6 +459,7 @@ int DocIdManager::appendCopy(const pkey_docid_t* rec, DocIdManager* from, unsign
     unsigned int d = docCount++;
     if (copy.deleted() == 1) ++deletedCount;
     addMapValue(getDocInfoById(static_cast<int>(d)), d);
+    noteRecord(d);
   }
   return rc < 0 ? -1 : 0;
 }
@@ -505,6 +510,20 @@ int DocIdManager::composeByLog(DocIdManager* src, unsigned int start, _DArray* l
     if (d - k >= 0 && static_cast<unsigned int>(d - k) < docCount) delDocid(static_cast<unsigned int>(d - k));
   }
   return save() == 0 && ok ? 0 : -1;
+}
+
+void DocIdManager::noteRecord(unsigned int docid) {
+  const pkey_docid_t* rec = getDocInfoById(static_cast<int>(docid));
+  if (rec != nullptr) docState_.set(docid, rec->tableId(), rec->deleted() != 0);
+}
+
+void DocIdManager::rebuildDocState() {
+  docState_.clear();
+  ForEachRecord(idStore, 0, [this](unsigned int id, pkey_docid_t* rec) {
+    if (id >= docCount) return false;
+    docState_.set(id, rec->tableId(), rec->deleted() != 0);
+    return true;
+  });
 }
 
 }  // namespace mobile_search

@@ -46,6 +46,7 @@
 #include "foundation/thread_lock.h"
 #include "storage/block_files.h"
 #include "storage/byte_order.h"
+#include "storage/doc_state_table.h"
 
 namespace mobile_search {
 
@@ -146,6 +147,9 @@ class DocIdManager {
   void setAutoSave(bool on);
   bool isAutoSave() const { return autoSave; }
   bool isOpened() const { return opened; }
+  // Deletion marks and table ids of every record, kept equal to the records
+  // (see DocStateTable); for query evaluation.
+  const DocStateTable& docState() const { return docState_; }
 
   // Writes back both stores, keys first so that no saved record names a key
   // that is not on disk. 0, or -1 when not open or a store fails.
@@ -179,6 +183,9 @@ class DocIdManager {
   _DArray* bucketOf(unsigned int hash);
   void freeMap();
   int appendCopy(const pkey_docid_t* rec, DocIdManager* from, unsigned int id, _str_buffer_t* work);
+  // Keep docState_ equal to the records: one record, or all of them.
+  void noteRecord(unsigned int docid);
+  void rebuildDocState();
 
   BlockFiles* idStore;
   BlockFiles* keyStore;
@@ -191,6 +198,7 @@ class DocIdManager {
   unsigned int deletedCount = 0;  // guarded like the records: by the searcher's locks
   unsigned int cutRecords = 0;
   unsigned int retiredDuplicates = 0;
+  DocStateTable docState_;
 };
 
 }  // namespace mobile_search

@@ -134,6 +134,7 @@ int IndexManager::open(const char* dir, const char* name) {
   if (!is_dir(dir) && make_dir(dir, 0755) != 0) return -1;
   if (!is_dir(sub) && make_dir(sub, 0755) != 0) return -1;
   if (!store->openFiles(sub, name)) return -1;
+  rebuildDirectory();
   store->setAutoSave(autoSave);
   opened = writable = true;
   return 0;
@@ -144,7 +145,9 @@ int IndexManager::addTerm(unsigned int sign, unsigned int docid, unsigned char f
   if (!writable) return -1;
   _idx2_unit_t rec;
   rec.set(sign, docid, field, weight, bits);
-  return store->append(rec.bytes, kRec);
+  const int at = store->append(rec.bytes, kRec);
+  if (at >= 0) directory_.noteAppend(store, static_cast<unsigned int>(at), docid);
+  return at;
 }
 
 void IndexManager::addToTerm(IndexTerm* term, const _idx2_unit_t* rec, int field) {
@@ -169,22 +172,24 @@ void AddToTarget(void* user, const _idx2_unit_t* rec) {
 
 }  // namespace
 
-void IndexManager::visitFullFile(unsigned int sign, int field, const unsigned char* base, unsigned int count,
-                                 posting_visit_fn visit, void* user) {
-  int lo = 0, hi = static_cast<int>(count) - 1, hit = -1;
+int IndexManager::fullFileHit(const unsigned char* base, unsigned int count, unsigned int sign) {
+  int lo = 0, hi = static_cast<int>(count) - 1;
   while (lo <= hi) {
     int mid = lo + (hi - lo) / 2;
     unsigned int s = RecordAt(base, static_cast<unsigned int>(mid))->sign();
-    if (s == sign) {
-      hit = mid;
-      break;
-    }
+    if (s == sign) return mid;
     if (s < sign) {
       lo = mid + 1;
     } else {
       hi = mid - 1;
     }
   }
+  return -1;
+}
+
+void IndexManager::visitFullFile(unsigned int sign, int field, const unsigned char* base, unsigned int count,
+                                 posting_visit_fn visit, void* user) {
+  const int hit = fullFileHit(base, count, sign);
   if (hit < 0) return;
   for (unsigned int i = static_cast<unsigned int>(hit); i < count && RecordAt(base, i)->sign() == sign; ++i) {
     const _idx2_unit_t* rec = RecordAt(base, i);
@@ -259,6 +264,7 @@ int IndexManager::repairAtOpen(unsigned int docCount, IndexRepairs* out) {
   if (!opened || store == nullptr) return -1;
   int rc = 0;
   int files = store->blockNumber();
+  const unsigned int lengthBefore = store->getContentLen();
   int lastFull = -1;
   for (int f = 0; f < files; ++f) {
     unsigned int len = 0;
@@ -317,13 +323,21 @@ int IndexManager::repairAtOpen(unsigned int docCount, IndexRepairs* out) {
     keep = activeStart + n * kRec;
   }
   if (keep < end && store->truncateContent(keep) != 0) rc = -1;
+  if (r.resorted || store->getContentLen() != lengthBefore) rebuildDirectory();
   if (out != nullptr) *out = r;
   return rc;
+}
+
+void IndexManager::rebuildDirectory() {
+  char sub[4096];
+  snprintf(sub, sizeof(sub), "%s/idx_0", dirPath == nullptr ? "" : dirPath->data);
+  directory_.build(store, sub, baseName == nullptr ? nullptr : baseName->data);
 }
 
 int IndexManager::close() {
   save();
   if (store != nullptr) store->closeFiles();
+  directory_.clear();
   // A closed index takes no postings: an append would recreate data file 0
   // over the postings already in it.
   opened = writable = false;

@@ -25,6 +25,7 @@
 #include "storage/block_files.h"
 #include "storage/byte_order.h"
 #include "storage/index_term.h"
+#include "storage/postings_directory.h"
 
 namespace mobile_search {
 
@@ -112,6 +113,18 @@ class IndexManager {
 
   // Store access for whole-index walks and tests.
   BlockFiles* getStore() { return store; }
+  // The in-memory guide to the postings files, brought up to date with the
+  // active file, or null while it does not describe the store exactly (see
+  // PostingsDirectory::usable). Callable from concurrent searches.
+  const PostingsDirectory* directory() {
+    return directory_.usable(store) && directory_.catchUp(store) ? &directory_ : nullptr;
+  }
+  // Bytes held by the directory.
+  size_t directoryBytes() const { return directory_.memoryBytes(); }
+  // Where getTerm's binary search over the `count` records of a full file
+  // lands for `sign`: the index of the matching record it stops at, or -1.
+  // Its postings of `sign` are visited from there upward, then downward.
+  static int fullFileHit(const unsigned char* base, unsigned int count, unsigned int sign);
 
  private:
   // Visits the run of `sign` in a full file (sorted by sign, doc id): from
@@ -119,12 +132,16 @@ class IndexManager {
   static void visitFullFile(unsigned int sign, int field, const unsigned char* base, unsigned int count,
                             posting_visit_fn visit, void* user);
 
+  // Builds the postings directory from the files as they are now.
+  void rebuildDirectory();
+
   _str_buffer_t* dirPath;
   _str_buffer_t* baseName;
   BlockFiles* store;
   bool opened;
   bool writable;
   bool autoSave;
+  PostingsDirectory directory_;
 };
 
 // onFileFull callback of the postings store: sorts a full file in place by

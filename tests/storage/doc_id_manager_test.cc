@@ -158,5 +158,25 @@ TEST(DocIdManagerTest, BadDirectoriesAndDamagedStoresFail) {
   EXPECT_EQ(0u, cut.getDocNumber());
 }
 
+// The dense states cover ids set with one of the first 127 table ids; the
+// rest stay uncovered (callers read the record) whatever happens to them.
+TEST(DocStateTableTest, CoversTheFirst127TablesAndLeavesTheRestToTheRecords) {
+  DocStateTable t;
+  for (unsigned int d = 0; d < 130; ++d) t.set(d, 1000 + d, d % 2 == 1);
+  t.set(140, 1000, false);  // 130-139 were never set
+  EXPECT_EQ(0x80u | 5u, t.state(5));
+  EXPECT_EQ(1005u, t.tableOf(5));
+  EXPECT_EQ(DocStateTable::kUncovered, t.state(127));
+  EXPECT_EQ(DocStateTable::kUncovered, t.state(135));
+  EXPECT_EQ(0u, t.state(140));
+  EXPECT_EQ(DocStateTable::kUncovered, t.state(141));
+  t.setDeleted(127, true);
+  t.setDeleted(140, true);
+  t.setDeleted(5, false);
+  EXPECT_EQ(DocStateTable::kUncovered, t.state(127));
+  EXPECT_EQ(0x80u, t.state(140));
+  EXPECT_EQ(5u, t.state(5));
+}
+
 }  // namespace
 }  // namespace mobile_search
