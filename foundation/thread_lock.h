@@ -62,14 +62,21 @@ class MutexLock {
   ThreadMutex* mutex_;
 };
 
-class ReadLock {
+// Holds a ReadWriteLock shared (Exclusive false) or exclusively.
+template <bool Exclusive>
+class RwLockHolder {
  public:
-  explicit ReadLock(ReadWriteLock* lock) : lock_(lock) {
-    if (lock_ != nullptr) lock_->read_lock();
+  explicit RwLockHolder(ReadWriteLock* lock) : lock_(lock) {
+    if (lock_ == nullptr) return;
+    if (Exclusive) {
+      lock_->write_lock();
+    } else {
+      lock_->read_lock();
+    }
   }
-  ~ReadLock() { unlock(); }
-  ReadLock(const ReadLock&) = delete;
-  ReadLock& operator=(const ReadLock&) = delete;
+  ~RwLockHolder() { unlock(); }
+  RwLockHolder(const RwLockHolder&) = delete;
+  RwLockHolder& operator=(const RwLockHolder&) = delete;
   void unlock() {
     if (lock_ != nullptr) lock_->unlock();
     lock_ = nullptr;
@@ -79,22 +86,8 @@ class ReadLock {
   ReadWriteLock* lock_;
 };
 
-class WriteLock {
- public:
-  explicit WriteLock(ReadWriteLock* lock) : lock_(lock) {
-    if (lock_ != nullptr) lock_->write_lock();
-  }
-  ~WriteLock() { unlock(); }
-  WriteLock(const WriteLock&) = delete;
-  WriteLock& operator=(const WriteLock&) = delete;
-  void unlock() {
-    if (lock_ != nullptr) lock_->unlock();
-    lock_ = nullptr;
-  }
-
- private:
-  ReadWriteLock* lock_;
-};
+using ReadLock = RwLockHolder<false>;
+using WriteLock = RwLockHolder<true>;
 
 }  // namespace mobile_search
 

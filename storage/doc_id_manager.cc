@@ -190,7 +190,7 @@ void DocIdManager::mapRecordAtOpen(pkey_docid_t* rec, unsigned int docid) {
     pkey_docid_t* other = e == docid ? nullptr : getDocInfoById(static_cast<int>(e));
     if (other == nullptr || other->deleted() != 0) continue;
     setDeletedByte(e, other, 1);
-    writeMark(e);
+    writeBackMark(e);
     ++retiredDuplicates;
   }
 }
@@ -335,8 +335,6 @@ void DocIdManager::setDeletedByte(unsigned int docid, pkey_docid_t* rec, unsigne
 
 // Only the mark's byte goes to the file, so records appended since the last
 // save (whose postings may not be on disk) are not written with it.
-void DocIdManager::writeMark(unsigned int docid) { writeBackMark(docid); }
-
 int DocIdManager::writeBackMark(unsigned int docid) {
   if (!opened) return -1;
   return idStore->writeThrough(static_cast<int>(docid / kRecordsPerFile),
@@ -357,13 +355,13 @@ void DocIdManager::setMapValue(const pkey_docid_t* rec, unsigned int docid, unsi
     pkey_docid_t* self = e == docid ? getDocInfoById(static_cast<int>(e)) : nullptr;
     if (self != nullptr && self->contentSum() == rec->contentSum()) setDeletedByte(e, self, deleted);
   }
-  if (writeBack) writeMark(docid);
+  if (writeBack) writeBackMark(docid);
   for (unsigned int i = 0; deleted == 0 && i < n; ++i) {
     unsigned int e = static_cast<unsigned int>(darray_get_by_index(bucket, i));
     pkey_docid_t* other = e != docid ? getDocInfoById(static_cast<int>(e)) : nullptr;
     if (other == nullptr || other->deleted() == 1) continue;
     setDeletedByte(e, other, 1);
-    if (writeBack) writeMark(e);
+    if (writeBack) writeBackMark(e);
   }
 }
 

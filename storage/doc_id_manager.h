@@ -174,7 +174,6 @@ class DocIdManager {
   void addMapValue(const pkey_docid_t* rec, unsigned int docid);
   void setMapValue(const pkey_docid_t* rec, unsigned int docid, unsigned char deleted, bool writeBack);
   int setDeleted(unsigned int docid, unsigned char deleted, bool writeBack);
-  void writeMark(unsigned int docid);
   // open(): cut records that were never written off the end.
   void cutUnwrittenTail();
   // open(): adds a record to the map, retiring an older live one of its key.
