@@ -16,7 +16,9 @@ KSSearchDataAdapter::KSSearchDataAdapter(const char* root)
       databases_(darray_create(static_cast<void (*)(void*)>(sqlite_db_cfg_free), true)),
       sqlite_lock_(new ThreadMutex()),
       adapter_lock_(new ThreadMutex()),
-      scanning_(false),
+      closing_(false),
+      scan_calls_(0),
+      scan_ended_(new ThreadCondition()),
       data_procs_(darray_create(static_cast<void (*)(void*)>(index_data_cfg_free), true)),
       root_path_(str_buffer_create(root)) {
   // An adapter made without a root (a placeholder) must not undo a shutdown.
@@ -25,6 +27,10 @@ KSSearchDataAdapter::KSSearchDataAdapter(const char* root)
 
 KSSearchDataAdapter::~KSSearchDataAdapter() {
   stop_flag_ = true;
+  {
+    MutexLock guard(adapter_lock_);
+    closing_ = true;
+  }
   stopAllHook();
   stopScan();
   {
@@ -34,6 +40,7 @@ KSSearchDataAdapter::~KSSearchDataAdapter() {
     if (reserved_doc_ != nullptr) ini_ctx_free(reserved_doc_);
     str_buffer_free(root_path_);
   }
+  delete scan_ended_;
   delete adapter_lock_;
   delete sqlite_lock_;
 }
@@ -132,10 +139,7 @@ int KSSearchDataAdapter::delTable(const char* index_name, const char* db_name,
   _sqlite_db_cfg_t* db = getDBConfig(db_name);
   _sqlite_tab_cfg_t* tab = getTabConfig(db_name, table_name, index_name);
   if (db == nullptr || tab == nullptr) return 0;
-  // The table list belongs to the adapter lock; the deletion also runs under
-  // the SQLite lock, so that it never overlaps a statement call of a scan
-  // batch or a hooked row (the one place both locks are held, in this order).
-  MutexLock sqlite_guard(sqlite_lock_);
+  // Unlinks the record; a hooked row or scan batch reading it keeps it alive.
   for (unsigned i = 0; i < darray_length(db->tables); ++i) {
     if (slot_as<_sqlite_tab_cfg_t>(darray_get_by_index(db->tables, i)) == tab) {
       darray_delete(db->tables, i);

@@ -16,11 +16,20 @@
 //
 // Threads: the host calls in from several threads; the update hook runs on the
 // host's writing thread inside its statement, a scan on a worker thread. Two
-// plain mutexes: the adapter lock guards the database and table lists and the
-// lazy opening of connections; the SQLite lock is held around every statement
-// call of the adapter and the data-processing list. They are taken one at a
-// time, except that removing a table nests the SQLite lock inside the adapter
-// lock (never the other way round). One scan at a time per adapter.
+// plain mutexes, taken one at a time: the adapter lock guards the database and
+// table lists, the mutable fields of their records (scan progress flags,
+// reference counts), the count of running scans and the lazy opening of
+// connections; the SQLite lock is held around every statement call of the
+// adapter and the data-processing list.
+//
+// Lifetimes: database records and data-processing entries live as long as the
+// adapter. Table records are reference-counted (see table_use.h): a hooked row
+// or a scan batch holds its table, so delTable and a new registration never
+// free what they read. Batches of one table run one after the other (a second
+// caller waits for the first to end); batches of different tables run at
+// once. stopScan() and the destructor wait, on a condition variable, until
+// every scanTable call of this adapter has returned (see scan_run.h); the destructor first removes every
+// hook, and SQLite's connection mutex makes that wait for a callback under way.
 //
 // A process-wide stop flag, set by stopScan() and the destructor and cleared by
 // constructing an adapter with a non-empty root, makes table registration,
@@ -54,8 +63,9 @@ class KSSearchDataAdapter {
  public:
   // Clears the process-wide stop flag when root is non-empty.
   explicit KSSearchDataAdapter(const char* root);
-  // Sets the stop flag, removes every hook, waits for a running scan batch,
-  // then releases databases, connections and processing entries.
+  // Sets the stop flag, refuses new hooks and scans, removes every hook, waits
+  // for running scan batches, then releases databases, connections and
+  // processing entries.
   ~KSSearchDataAdapter();
   KSSearchDataAdapter(const KSSearchDataAdapter&) = delete;
   KSSearchDataAdapter& operator=(const KSSearchDataAdapter&) = delete;
@@ -104,15 +114,18 @@ class KSSearchDataAdapter {
 
   // ---- Table scan ----
   // Indexes one batch of at most 50 rows of the table, from the recorded row
-  // id on. Returns the rows sent to the searcher (0 once the table is done),
-  // -1 for a null argument, an unknown table, a missing connection or while
-  // stopped, -5 for an unknown database, -7 when the statement cannot be
+  // id on, after any batch of the same table running on another thread.
+  // Returns the rows sent to the searcher (0 once the table is done), -1 for a
+  // null argument, an unknown table, a missing connection, while stopped, or
+  // when this thread is already scanning the table (from a processing
+  // function), -5 for an unknown database, -7 when the statement cannot be
   // prepared (wrong columns, bad where condition, no such table).
   int scanTable(const char* db_name, const char* table_name, const char* index_name);
   // The batch itself, on the given connection; same results as scanTable.
   int buildTableIndex(const char* db_name, _sqlite_tab_cfg_t* table, sqlite3* conn);
-  // Sets the stop flag for good and waits (about two seconds at most) for a
-  // running batch to end. Returns 0.
+  // Sets the stop flag for good and waits until every running batch of this
+  // adapter has ended (except one this very thread is inside of, when called
+  // from a processing function). Returns 0.
   int stopScan();
   // Size of the group_out buffer that getScanMaxRowid fills.
   static constexpr int kGroupNameBytes = 1024;
@@ -171,7 +184,10 @@ class KSSearchDataAdapter {
   _DArray* databases_;            // _sqlite_db_cfg_t*, owned
   ThreadMutex* sqlite_lock_;
   ThreadMutex* adapter_lock_;
-  std::atomic<bool> scanning_;
+  // Guarded by adapter_lock_:
+  bool closing_;                 // the destructor runs: no new hook or scan
+  int scan_calls_;               // scanTable calls under way, waiting ones too
+  ThreadCondition* scan_ended_;  // signalled when such a call ends
   _DArray* data_procs_;           // _index_data_cfg_t*, owned
   _str_buffer_t* root_path_;
 };

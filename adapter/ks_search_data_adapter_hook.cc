@@ -8,9 +8,12 @@
 #include <string.h>
 #include <strings.h>
 
+#include <vector>
+
 #include "adapter/ks_search_data_adapter.h"
-#include "foundation/thread_lock.h"
 #include "adapter/row_values.h"
+#include "adapter/table_use.h"
+#include "foundation/thread_lock.h"
 #include "foundation/logging.h"
 #include "search/searcher.h"
 
@@ -49,15 +52,11 @@ char* copy_key(sqlite3_stmt* stmt) {
 // "SELECT key FROM table WHERE rowid = n": the key of a row whatever the where
 // condition says. Null when there is no such row.
 char* read_key_only(sqlite3* conn, const _sqlite_tab_cfg_t* table, sqlite3_int64 rowid,
-                    ThreadMutex* adapter_lock, ThreadMutex* sqlite_lock) {
+                    ThreadMutex* sqlite_lock) {
   char sql[kSqlBufferSize] = {0};
-  int n = 0;
-  {
-    MutexLock guard(adapter_lock);
-    n = snprintf(sql, sizeof(sql), "SELECT %s FROM %s WHERE rowid = %lld",
-                 table->key_field->data, table->table_name->data,
-                 static_cast<long long>(rowid));
-  }
+  const int n = snprintf(sql, sizeof(sql), "SELECT %s FROM %s WHERE rowid = %lld",
+                         table->key_field->data, table->table_name->data,
+                         static_cast<long long>(rowid));
   if (n < 0 || n >= kSqlBufferSize) return nullptr;
   sqlite3_stmt* stmt = prepare_hook_query(conn, sql, sqlite_lock);
   if (stmt == nullptr) return nullptr;
@@ -98,6 +97,7 @@ void send_row(Searcher* searcher, int op, const char* index_name, const char* db
 void* KSSearchDataAdapter::getAdapterHookCtx(const char* db_name, sqlite3* conn) {
   if (db_name == nullptr || conn == nullptr) return nullptr;
   MutexLock guard(adapter_lock_);
+  if (closing_) return nullptr;
   _sqlite_db_cfg_t* db = findOrAddDB(db_name);
   if (db == nullptr || db->hook_ctx != nullptr) return nullptr;
   _sqlite_hook_ctx_t* ctx =
@@ -219,28 +219,24 @@ void KSSearchDataAdapter::hookChange(void* arg, int op, const char* table_name,
   }
   if (conn == nullptr || searcher == nullptr || db->name == nullptr || stop_flag_) return;
 
-  _DArray* matched = darray_create(nullptr, false);
-  if (matched == nullptr) return;
+  // The matching tables are held, not just pointed at: a delTable on another
+  // thread meanwhile unlinks them but cannot free them under this row.
+  std::vector<TableUse> matched;
   {
     MutexLock guard(ctx->adapter_lock);
     for (unsigned i = 0; i < darray_length(db->tables); ++i) {
       _sqlite_tab_cfg_t* tab = slot_as<_sqlite_tab_cfg_t>(darray_get_by_index(db->tables, i));
       if (tab != nullptr && strcasecmp(tab->table_name->data, table_name) == 0 &&
           tab->field_list->len > 0 && sqlite_tab_cfg_takes_op(tab, op)) {
-        darray_append(matched, tab);
+        matched.emplace_back(tab, ctx->adapter_lock);
       }
     }
   }
-  if (darray_length(matched) == 0) {
+  if (matched.empty()) {
     log_level_printf(SEARCH_LOG_WARN, " sqlite_hooker 表不存在 2 %s -- %lld -- %d", table_name,
                      static_cast<long long>(rowid), op);
   }
-  for (unsigned i = 0; i < darray_length(matched); ++i) {
-    adapter->handleHookedRow(ctx, conn,
-                             slot_as<_sqlite_tab_cfg_t>(darray_get_by_index(matched, i)), op,
-                             rowid);
-  }
-  darray_destroy(matched);
+  for (const TableUse& use : matched) adapter->handleHookedRow(ctx, conn, use.get(), op, rowid);
 }
 
 void KSSearchDataAdapter::handleHookedRow(_sqlite_hook_ctx_t* ctx, sqlite3* conn,
@@ -249,17 +245,14 @@ void KSSearchDataAdapter::handleHookedRow(_sqlite_hook_ctx_t* ctx, sqlite3* conn
   if (stop_flag_) return;
   char sql[kSqlBufferSize] = {0};
   int n = 0;
-  {
-    MutexLock guard(ctx->adapter_lock);
-    if (table->where_condition->len == 0) {
-      n = snprintf(sql, sizeof(sql), "SELECT %s,%s FROM %s WHERE rowid = %lld",
-                   table->key_field->data, table->field_list->data, table->table_name->data,
-                   static_cast<long long>(rowid));
-    } else {
-      n = snprintf(sql, sizeof(sql), "SELECT %s,%s FROM %s WHERE rowid = %lld and (%s)",
-                   table->key_field->data, table->field_list->data, table->table_name->data,
-                   static_cast<long long>(rowid), table->where_condition->data);
-    }
+  if (table->where_condition->len == 0) {
+    n = snprintf(sql, sizeof(sql), "SELECT %s,%s FROM %s WHERE rowid = %lld",
+                 table->key_field->data, table->field_list->data, table->table_name->data,
+                 static_cast<long long>(rowid));
+  } else {
+    n = snprintf(sql, sizeof(sql), "SELECT %s,%s FROM %s WHERE rowid = %lld and (%s)",
+                 table->key_field->data, table->field_list->data, table->table_name->data,
+                 static_cast<long long>(rowid), table->where_condition->data);
   }
   if (n < 0 || n >= kSqlBufferSize) return;
   sqlite3_stmt* stmt = prepare_hook_query(conn, sql, ctx->sqlite_lock);
@@ -287,7 +280,7 @@ void KSSearchDataAdapter::handleHookedRow(_sqlite_hook_ctx_t* ctx, sqlite3* conn
     // The row no longer satisfies the where condition: its document goes.
     finalize_locked(stmt, ctx->sqlite_lock);
     stmt = nullptr;
-    key = read_key_only(conn, table, rowid, ctx->adapter_lock, ctx->sqlite_lock);
+    key = read_key_only(conn, table, rowid, ctx->sqlite_lock);
     if (key != nullptr) searcher_->delDoc(index_name, db_name, table_name, key);
   } else if (have_row && values.valid()) {
     // A row without key still goes through the processing function, as in a

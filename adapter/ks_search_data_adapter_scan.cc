@@ -3,11 +3,13 @@
 // reached so that the work resumes there (also after a restart).
 #include <stdio.h>
 #include <string.h>
-#include <unistd.h>
+
+#include <memory>
 
 #include "adapter/ks_search_data_adapter.h"
-#include "foundation/thread_lock.h"
 #include "adapter/row_values.h"
+#include "adapter/scan_run.h"
+#include "foundation/thread_lock.h"
 #include "config/config_manager.h"
 #include "foundation/logging.h"
 #include "search/searcher.h"
@@ -17,8 +19,6 @@ namespace mobile_search {
 namespace {
 
 const int kSqlBufferSize = 4096;
-const int kStopPolls = 40001;
-const int kStopPollMicros = 50;
 
 // Restores the group's auto-save setting when the batch ends, however it ends.
 class AutoSavePause {
@@ -45,33 +45,29 @@ int KSSearchDataAdapter::scanTable(const char* db_name, const char* table_name,
   if (db_name == nullptr || table_name == nullptr || index_name == nullptr || stop_flag_) {
     return -1;
   }
-  _sqlite_tab_cfg_t* table = nullptr;
+  std::unique_ptr<ScanRun> run;  // outlives the guard below: ends unlocked
   sqlite3* conn = nullptr;
   {
     MutexLock guard(adapter_lock_);
     _sqlite_db_cfg_t* db = getDBConfig(db_name);
-    if (db == nullptr) {
-      scanning_ = false;
-      return -5;
-    }
-    table = getTabConfig(db_name, table_name, index_name);
+    if (db == nullptr) return -5;
+    _sqlite_tab_cfg_t* table = getTabConfig(db_name, table_name, index_name);
     if (table == nullptr) {
       log_level_printf(SEARCH_LOG_ERROR, "getTabConfig is null  %s -- %s -- %s", index_name,
                        table_name, db_name);
-      scanning_ = false;
       return -1;
     }
-    scanning_ = true;
+    if (closing_ || ScanRun::isScanning(table)) return -1;
+    run.reset(new ScanRun(this, table, adapter_lock_, scan_ended_, &scan_calls_));
+    // Two batches of one table would read the same rows from the same
+    // recorded row id: the later caller waits for the earlier batch.
+    while (table->scan_active && !stop_flag_ && !closing_) scan_ended_->wait(adapter_lock_);
+    if (stop_flag_ || closing_) return -1;
+    run->begin();
     if (db->scan_conn == nullptr) db->scan_conn = sqlite_create_conn(db);
     conn = db->scan_conn;
   }
-  int result = buildTableIndex(db_name, table, conn);
-  {
-    MutexLock guard(adapter_lock_);
-    table->scanned = true;
-  }
-  scanning_ = false;
-  return result;
+  return buildTableIndex(db_name, run->table(), conn);
 }
 
 int KSSearchDataAdapter::buildTableIndex(const char* db_name, _sqlite_tab_cfg_t* table,
@@ -195,7 +191,9 @@ int KSSearchDataAdapter::runScanBatch(const char* db_name, _sqlite_tab_cfg_t* ta
 
 int KSSearchDataAdapter::stopScan() {
   stop_flag_ = true;
-  for (int i = 0; i < kStopPolls && scanning_; ++i) usleep(kStopPollMicros);
+  MutexLock guard(adapter_lock_);
+  const int own = ScanRun::runsOnThisThread(this);
+  while (scan_calls_ > own) scan_ended_->wait(adapter_lock_);
   return 0;
 }
 

@@ -14,7 +14,7 @@ _sqlite_db_cfg_t* sqlite_db_cfg_create(const char* name) {
   db->name = str_buffer_create(name);
   db->path = str_buffer_create(static_cast<const char*>(nullptr));
   db->password = str_buffer_create(static_cast<const char*>(nullptr));
-  db->tables = darray_create(static_cast<void (*)(void*)>(sqlite_tab_cfg_free), true);
+  db->tables = darray_create(sqlite_tab_cfg_release, true);
   if (db->name == nullptr || db->path == nullptr || db->password == nullptr ||
       db->tables == nullptr) {
     sqlite_db_cfg_free(db);

@@ -2,8 +2,8 @@
 // its key and journal choice, its indexed tables and the SQLite connections
 // the adapter uses on it.
 //
-// Ownership: the record owns its strings, its tables (an owning array of
-// _sqlite_tab_cfg_t*), the scan connection and the lookup connection (both
+// Ownership: the record owns its strings, a reference to each of its tables
+// (an array of _sqlite_tab_cfg_t*), the scan connection and the lookup connection (both
 // opened by the adapter and closed by sqlite_db_cfg_free) and the hook
 // context. The hooked connection belongs to the host and is never closed here.
 //
@@ -22,7 +22,7 @@ namespace mobile_search {
 struct _sqlite_db_cfg_t {
   _str_buffer_t* name;     // the host's name for the database
   sqlite3* scan_conn;      // opened on the first scan
-  _DArray* tables;         // _sqlite_tab_cfg_t*, owned
+  _DArray* tables;         // _sqlite_tab_cfg_t*, one reference each
   _str_buffer_t* path;     // the database file; empty until addDB gives one
   _str_buffer_t* password; // empty for a plain database
   bool wal;                // put the adapter's connections in WAL mode

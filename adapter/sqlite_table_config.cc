@@ -47,6 +47,7 @@ _sqlite_tab_cfg_t* sqlite_tab_cfg_create(const char* table_name, const char* ind
                                          const char* index_name) {
   _sqlite_tab_cfg_t* tab = static_cast<_sqlite_tab_cfg_t*>(calloc(1, sizeof(_sqlite_tab_cfg_t)));
   if (tab == nullptr) return nullptr;
+  tab->refs = 1;
   tab->table_name = str_buffer_create(table_name);
   tab->field_list = make_field_list(index_fields, profile_fields);
   tab->where_condition = str_buffer_create(where_condition);
@@ -73,7 +74,15 @@ void sqlite_tab_cfg_free(_sqlite_tab_cfg_t* tab) {
   free(tab);
 }
 
-void sqlite_tab_cfg_free(void* tab) { sqlite_tab_cfg_free(static_cast<_sqlite_tab_cfg_t*>(tab)); }
+_sqlite_tab_cfg_t* sqlite_tab_cfg_retain(_sqlite_tab_cfg_t* tab) {
+  ++tab->refs;
+  return tab;
+}
+
+void sqlite_tab_cfg_release(void* record) {
+  _sqlite_tab_cfg_t* tab = static_cast<_sqlite_tab_cfg_t*>(record);
+  if (tab != nullptr && --tab->refs <= 0) sqlite_tab_cfg_free(tab);
+}
 
 bool sqlite_tab_cfg_takes_op(const _sqlite_tab_cfg_t* tab, int op) {
   if (tab->hook_mode == HOOK_MODE_IGNORE_UPDATE) return op != SQLITE_UPDATE;

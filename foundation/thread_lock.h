@@ -1,5 +1,5 @@
-// Thin wrappers over one POSIX mutex and one POSIX read-write lock, and the
-// scoped holders every caller takes them through.
+// Thin wrappers over one POSIX mutex, one POSIX read-write lock and one POSIX
+// condition variable, and the scoped holders every caller takes them through.
 //
 // Default attributes: not recursive, no time-outs. Each call returns true when
 // the underlying pthread call returned 0; nothing else is reported. Owners
@@ -27,7 +27,24 @@ class ThreadMutex {
   bool unlock();
 
  private:
+  friend class ThreadCondition;
   pthread_mutex_t mutex_;
+};
+
+// A condition variable used with a ThreadMutex the caller holds.
+class ThreadCondition {
+ public:
+  ThreadCondition();
+  ~ThreadCondition();
+  ThreadCondition(const ThreadCondition&) = delete;
+  ThreadCondition& operator=(const ThreadCondition&) = delete;
+
+  // Releases `held`, sleeps until notified (or woken spuriously), retakes it.
+  bool wait(ThreadMutex* held);
+  bool notifyAll();
+
+ private:
+  pthread_cond_t cond_;
 };
 
 class ReadWriteLock {
