@@ -1,6 +1,8 @@
 #include "bridge/engine.h"
 
 #include <atomic>
+#include <condition_variable>
+#include <mutex>
 
 #include "adapter/ks_search_data_adapter.h"
 #include "search/searcher.h"
@@ -9,8 +11,18 @@ namespace kestrinSearch {
 
 namespace {
 
+// Guarded by g_state: the engine, whether a release is under way, and how
+// many EngineUse objects hold it.
+std::mutex g_state;
+std::condition_variable g_unused;
 mobile_search::KSSearchDataAdapter* g_adapter = nullptr;
 mobile_search::Searcher* g_searcher = nullptr;
+bool g_releasing = false;
+int g_uses = 0;
+// Serializes inits and releases with each other.
+std::mutex g_lifecycle;
+// The EngineUse objects alive on this thread.
+thread_local int t_uses = 0;
 // Written once at load and read from every callback thread.
 std::atomic<JavaVM*> g_vm{nullptr};
 
@@ -34,36 +46,72 @@ void register_configured_tables(mobile_search::Searcher* searcher,
   }
 }
 
+// The release itself; the caller holds g_lifecycle and no EngineUse.
+void release_locked() {
+  mobile_search::KSSearchDataAdapter* adapter = nullptr;
+  {
+    std::lock_guard<std::mutex> lock(g_state);
+    if (g_adapter == nullptr && g_searcher == nullptr) return;
+    g_releasing = true;
+    adapter = g_adapter;
+  }
+  // Running batches end at their next row and hooked rows are finished, so
+  // the calls holding the engine return soon.
+  if (adapter != nullptr) {
+    adapter->stopScan();
+    adapter->stopAllHook();
+  }
+  std::unique_lock<std::mutex> lock(g_state);
+  g_unused.wait(lock, [] { return g_uses == 0; });
+  // The adapter goes before the searcher it points to.
+  delete g_adapter;
+  g_adapter = nullptr;
+  delete g_searcher;
+  g_searcher = nullptr;
+  g_releasing = false;
+}
+
 }  // namespace
 
-mobile_search::KSSearchDataAdapter* engine_adapter() { return g_adapter; }
-mobile_search::Searcher* engine_searcher() { return g_searcher; }
+EngineUse::EngineUse() : searcher_(nullptr), adapter_(nullptr), counted_(false) {
+  std::lock_guard<std::mutex> lock(g_state);
+  if (g_releasing) return;
+  searcher_ = g_searcher;
+  adapter_ = g_adapter;
+  counted_ = true;
+  ++g_uses;
+  ++t_uses;
+}
+
+EngineUse::~EngineUse() {
+  if (!counted_) return;
+  std::lock_guard<std::mutex> lock(g_state);
+  --t_uses;
+  if (--g_uses == 0) g_unused.notify_all();
+}
 
 int init_engine_impl(const char* root_path, int mode) {
-  if (root_path == nullptr || root_path[0] == '\0') return -1;
-  // The adapter goes before the searcher it points to: its hooks and a
-  // running scan batch must be gone before the searcher is.
-  release_engine_impl();
+  if (root_path == nullptr || root_path[0] == '\0' || t_uses > 0) return -1;
+  std::lock_guard<std::mutex> lifecycle(g_lifecycle);
+  release_locked();
 
-  g_searcher = new mobile_search::Searcher();
-  g_adapter = new mobile_search::KSSearchDataAdapter(root_path);
+  auto* searcher = new mobile_search::Searcher();
+  auto* adapter = new mobile_search::KSSearchDataAdapter(root_path);
   // A root that cannot be opened still gives a running (empty) engine; the
   // calls that need groups then fail one by one.
-  g_searcher->open(root_path, mode);
-  g_adapter->setSearcher(g_searcher);
-  register_configured_tables(g_searcher, g_adapter);
+  searcher->open(root_path, mode);
+  adapter->setSearcher(searcher);
+  register_configured_tables(searcher, adapter);
+  std::lock_guard<std::mutex> lock(g_state);
+  g_searcher = searcher;
+  g_adapter = adapter;
   return 0;
 }
 
 void release_engine_impl() {
-  if (g_adapter != nullptr) {
-    g_adapter->stopScan();
-    g_adapter->stopAllHook();
-    delete g_adapter;
-    g_adapter = nullptr;
-  }
-  delete g_searcher;
-  g_searcher = nullptr;
+  if (t_uses > 0) return;
+  std::lock_guard<std::mutex> lifecycle(g_lifecycle);
+  release_locked();
 }
 
 void set_java_vm(JavaVM* vm) { g_vm.store(vm); }

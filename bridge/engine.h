@@ -3,12 +3,18 @@
 // release_engine_impl, plus the JavaVM stored at library load, through which
 // callbacks find their thread's JNIEnv.
 //
-// Ownership: the two engine objects are owned here; callers borrow them for
-// the duration of one native call. The VM belongs to the runtime.
+// Ownership: the two engine objects are owned here; a native call borrows
+// them through an EngineUse for as long as it runs. The VM belongs to the
+// runtime.
 //
-// Threads: no lock, deliberately. Native calls may run on many host threads
-// at once and the engine's own locks protect them, but initialising or
-// releasing the engine while other calls run is the host's error to avoid.
+// Threads: native calls run on many host threads at once and the engine's own
+// locks protect them. Initialising or releasing the engine may happen while
+// other calls run: a release first stops the adapter's scans and hooks, then
+// refuses new uses (they see no engine) and waits until every EngineUse has
+// ended before it destroys anything. Inits and releases are serialized with
+// each other. A release or init asked for from inside a native call on the
+// same thread (a host callback calling back in) would wait for itself: it is
+// refused and does nothing.
 //
 // Failures: init_engine_impl returns -1 only for a null or empty root; the
 // accessors return null while no engine runs.
@@ -24,17 +30,33 @@ class Searcher;
 
 namespace kestrinSearch {
 
-// The running engine's parts, or null.
-mobile_search::KSSearchDataAdapter* engine_adapter();
-mobile_search::Searcher* engine_searcher();
+// Holds the running engine for one native call. Both parts are null when no
+// engine runs or one is being released. Uses nest (a host callback calling
+// back in holds a second one on the same thread).
+class EngineUse {
+ public:
+  EngineUse();
+  ~EngineUse();
+  EngineUse(const EngineUse&) = delete;
+  EngineUse& operator=(const EngineUse&) = delete;
+
+  mobile_search::Searcher* searcher() const { return searcher_; }
+  mobile_search::KSSearchDataAdapter* adapter() const { return adapter_; }
+
+ private:
+  mobile_search::Searcher* searcher_;
+  mobile_search::KSSearchDataAdapter* adapter_;
+  bool counted_;
+};
 
 // Replaces any running engine (nothing is saved) with a new one on
 // `root_path`, re-registering with the adapter every table the root's
-// configuration knows. 0, or -1 for a null or empty root. The int reaches
-// Searcher::open, which ignores it.
+// configuration knows. 0, or -1 for a null or empty root or when called from
+// inside a native call. The int reaches Searcher::open, which ignores it.
 int init_engine_impl(const char* root_path, int mode);
-// Stops the adapter's scan and hooks, destroys the adapter, then the searcher.
-// Nothing is saved or closed first. Safe when no engine runs.
+// Stops the adapter's scan and hooks, waits for the native calls using the
+// engine, destroys the adapter, then the searcher. Nothing is saved or closed
+// first. Safe when no engine runs.
 void release_engine_impl();
 
 // Stores the VM given to JNI_OnLoad.

@@ -195,7 +195,8 @@ int pl_data_proc(const char* name, int count, const char** field_names, char** v
 }
 
 jint set_index_dataFunc(JNIEnv* env, jclass, jstring name) {
-  mobile_search::KSSearchDataAdapter* adapter = engine_adapter();
+  EngineUse engine;
+  mobile_search::KSSearchDataAdapter* adapter = engine.adapter();
   if (adapter == nullptr) return -1;
   ScopedUtfChars index_name(env, name);
   // The adapter's refusal (null or empty name) is not passed on: the host
@@ -205,7 +206,7 @@ jint set_index_dataFunc(JNIEnv* env, jclass, jstring name) {
 }
 
 jint set_log_callback(JNIEnv*, jclass) {
-  if (engine_adapter() == nullptr) return -1;
+  if (EngineUse().adapter() == nullptr) return -1;
   mobile_search::set_log_cb_func(JNILogCallbackFunc);
   return 0;
 }

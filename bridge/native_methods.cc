@@ -79,7 +79,8 @@ void release_engine(JNIEnv*, jclass) { release_engine_impl(); }
 
 jstring search(JNIEnv* env, jclass, jstring index_name, jstring field_name, jstring query,
                jint start, jint num, jboolean flag) {
-  Searcher* searcher = engine_searcher();
+  EngineUse engine;
+  Searcher* searcher = engine.searcher();
   if (searcher == nullptr || index_name == nullptr || query == nullptr || num < 1) {
     return nullptr;
   }
@@ -99,8 +100,9 @@ jint add_index_for_table(JNIEnv* env, jclass, jstring index_name, jstring db_nam
                          jstring table_name, jstring key_field, jstring index_fields,
                          jstring where_condition, jstring tab_pinyin_field, jstring profile_fields,
                          jstring notoken_fields, jstring group_name) {
-  Searcher* searcher = engine_searcher();
-  KSSearchDataAdapter* adapter = engine_adapter();
+  EngineUse engine;
+  Searcher* searcher = engine.searcher();
+  KSSearchDataAdapter* adapter = engine.adapter();
   if (searcher == nullptr || adapter == nullptr) return -1;
   TableNames names(env, index_name, db_name, table_name);
   ScopedUtfChars key(env, key_field);
@@ -121,7 +123,8 @@ jint add_index_for_table(JNIEnv* env, jclass, jstring index_name, jstring db_nam
 }
 
 jint add_db(JNIEnv* env, jclass, jstring name, jstring path, jstring password, jboolean wal) {
-  KSSearchDataAdapter* adapter = engine_adapter();
+  EngineUse engine;
+  KSSearchDataAdapter* adapter = engine.adapter();
   if (adapter == nullptr) return -1;
   ScopedUtfChars db(env, name);
   ScopedUtfChars file(env, path);
@@ -137,7 +140,8 @@ jint hook_db(JNIEnv* env, jclass cls, jstring db_name, jint connection) {
 }
 
 jint hook_db_long(JNIEnv* env, jclass, jstring db_name, jlong connection) {
-  KSSearchDataAdapter* adapter = engine_adapter();
+  EngineUse engine;
+  KSSearchDataAdapter* adapter = engine.adapter();
   if (adapter == nullptr) return -1;
   ScopedUtfChars db(env, db_name);
   sqlite3* conn = reinterpret_cast<sqlite3*>(static_cast<intptr_t>(connection));
@@ -145,14 +149,16 @@ jint hook_db_long(JNIEnv* env, jclass, jstring db_name, jlong connection) {
 }
 
 jint stop_hook_db(JNIEnv* env, jclass, jstring db_name) {
-  KSSearchDataAdapter* adapter = engine_adapter();
+  EngineUse engine;
+  KSSearchDataAdapter* adapter = engine.adapter();
   if (adapter == nullptr || db_name == nullptr) return -1;
   ScopedUtfChars db(env, db_name);
   return adapter->stopHook(db.get());
 }
 
 jint scan_table(JNIEnv* env, jclass, jstring db_name, jstring table_name, jstring index_name) {
-  KSSearchDataAdapter* adapter = engine_adapter();
+  EngineUse engine;
+  KSSearchDataAdapter* adapter = engine.adapter();
   if (adapter == nullptr) return -1;
   TableNames names(env, index_name, db_name, table_name);
   return adapter->scanTable(names.db.get(), names.table.get(), names.index.get());
@@ -160,7 +166,8 @@ jint scan_table(JNIEnv* env, jclass, jstring db_name, jstring table_name, jstrin
 
 jint modify_doc(JNIEnv* env, jclass, jstring index_name, jstring db_name, jstring table_name,
                 jstring pkey, jobjectArray values) {
-  Searcher* searcher = engine_searcher();
+  EngineUse engine;
+  Searcher* searcher = engine.searcher();
   if (searcher == nullptr || values == nullptr) return -1;
   ScopedLocalRef<jclass> string_class(env, env->FindClass("java/lang/String"));
   if (string_class.get() == nullptr) {
@@ -186,8 +193,9 @@ jint modify_doc(JNIEnv* env, jclass, jstring index_name, jstring db_name, jstrin
 
 jint del_doc(JNIEnv* env, jclass, jstring index_name, jstring db_name, jstring table_name,
              jstring pkey) {
-  Searcher* searcher = engine_searcher();
-  KSSearchDataAdapter* adapter = engine_adapter();
+  EngineUse engine;
+  Searcher* searcher = engine.searcher();
+  KSSearchDataAdapter* adapter = engine.adapter();
   if (searcher == nullptr || adapter == nullptr) return -1;
   TableNames names(env, index_name, db_name, table_name);
   ScopedUtfChars key(env, pkey);
@@ -202,7 +210,8 @@ jstring index_version(JNIEnv* env, jclass) {
 }
 
 void ellipse_index(JNIEnv* env, jclass, jstring group_name, jboolean force) {
-  Searcher* searcher = engine_searcher();
+  EngineUse engine;
+  Searcher* searcher = engine.searcher();
   ScopedUtfChars group(env, group_name);
   if (searcher == nullptr || group.get() == nullptr) return;
   searcher->ellipse_index(group.get(), force != 0);
@@ -210,7 +219,8 @@ void ellipse_index(JNIEnv* env, jclass, jstring group_name, jboolean force) {
 
 jint set_max_rawid(JNIEnv* env, jclass, jstring index_name, jstring db_name, jstring table_name,
                    jint rowid) {
-  KSSearchDataAdapter* adapter = engine_adapter();
+  EngineUse engine;
+  KSSearchDataAdapter* adapter = engine.adapter();
   if (adapter == nullptr) return -1;
   TableNames names(env, index_name, db_name, table_name);
   char group[KSSearchDataAdapter::kGroupNameBytes] = {0};
@@ -222,7 +232,8 @@ jint set_max_rawid(JNIEnv* env, jclass, jstring index_name, jstring db_name, jst
 }
 
 jint get_del_num(JNIEnv* env, jclass, jstring group_name) {
-  Searcher* searcher = engine_searcher();
+  EngineUse engine;
+  Searcher* searcher = engine.searcher();
   ScopedUtfChars group(env, group_name);
   if (searcher == nullptr || group.get() == nullptr) return -1;
   return searcher->getDelNum(group.get());
@@ -230,8 +241,9 @@ jint get_del_num(JNIEnv* env, jclass, jstring group_name) {
 
 jint set_auto_save(JNIEnv* env, jclass, jstring index_name, jstring db_name, jstring table_name,
                    jboolean on) {
-  Searcher* searcher = engine_searcher();
-  KSSearchDataAdapter* adapter = engine_adapter();
+  EngineUse engine;
+  Searcher* searcher = engine.searcher();
+  KSSearchDataAdapter* adapter = engine.adapter();
   if (searcher == nullptr || adapter == nullptr) return -1;
   TableNames names(env, index_name, db_name, table_name);
   // Without a table there is no group to switch; the call still reports 0.
@@ -245,7 +257,8 @@ jint set_auto_save(JNIEnv* env, jclass, jstring index_name, jstring db_name, jst
 
 jstring get_table_record(JNIEnv* env, jclass, jstring index_name, jstring db_name,
                          jstring table_name) {
-  Searcher* searcher = engine_searcher();
+  EngineUse engine;
+  Searcher* searcher = engine.searcher();
   if (searcher == nullptr) return nullptr;
   TableNames names(env, index_name, db_name, table_name);
   if (!names.complete()) return nullptr;
@@ -274,7 +287,8 @@ jint sign_str_hash(JNIEnv* env, jclass, jobjectArray strings, jint seed) {
 jint base_weight_value(JNIEnv*, jclass) { return kBaseWeight; }
 
 jint set_option(JNIEnv* env, jclass, jstring name, jstring value) {
-  mobile_search::Searcher* searcher = engine_searcher();
+  EngineUse engine;
+  mobile_search::Searcher* searcher = engine.searcher();
   ScopedUtfChars option(env, name);
   ScopedUtfChars text(env, value);
   if (searcher == nullptr || option.get() == nullptr || text.get() == nullptr) return -1;
@@ -285,7 +299,8 @@ jstring highlight_abstract(JNIEnv* env, jclass, jstring text, jstring query, jin
   ScopedUtfChars source(env, text);
   ScopedUtfChars words(env, query);
   int hit = 0;
-  mobile_search::Searcher* searcher = engine_searcher();
+  EngineUse engine;
+  mobile_search::Searcher* searcher = engine.searcher();
   const mobile_search::TextOptions options =
       searcher != nullptr ? searcher->textOptions() : mobile_search::TextOptions();
   char* abstract =
