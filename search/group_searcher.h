@@ -16,8 +16,10 @@
 // Threads. The stores allow one writer and no concurrent reader, so:
 //   - searches, table listings and the deleted count take the index lock
 //     shared;
-//   - updates (modifyDoc, delDoc, clearDoc) take the update mutex and then
-//     the index lock exclusively;
+//   - updates (modifyDoc, delDoc, clearDoc) take the update mutex, change
+//     memory under the index lock held exclusively, then write back to the
+//     files holding it only shared, so searches of the group run while a
+//     save of an update is under way;
 //   - compaction takes the mutex and the lock exclusively to snapshot the
 //     group, copies it holding only the mutex (searches go on, updates
 //     wait), then releases the mutex so that waiting updates run (they are
