@@ -84,6 +84,7 @@ ConfigManager::ConfigManager(const char* root)
       m_config(nullptr),
       m_configLock(new ThreadMutex()),
       m_groupLock(new ThreadMutex()),
+      m_tableLock(new ThreadMutex()),
       m_rootPath(str_buffer_create(root)),
       m_options(new EngineOptions(root != nullptr ? root : "")) {
   log_level_printf(SEARCH_LOG_WARN, "配置对象初始化路径为 %s \n", root != nullptr ? root : "(null)");
@@ -99,6 +100,7 @@ ConfigManager::~ConfigManager() {
   retireIndexDefinitions();
   delete m_configLock;
   delete m_groupLock;
+  delete m_tableLock;
   delete m_options;
 }
 

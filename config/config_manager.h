@@ -34,9 +34,12 @@
 //
 // Threads: the registry lock serialises getConfigManager; the configuration
 // lock serialises table registration and removal (addIndex, delTableOfIndex);
-// the group lock guards appending groups and creating group searchers. The
-// row-id functions take no lock: their callers (table scan, change hook)
-// serialise them.
+// the group lock guards appending groups and creating group searchers; the
+// table lock guards the group histories of "/Table.cfg" (m_tableArr), which
+// scans of several tables, the change hook, document routing and clearDoc
+// read and change from different threads. Their readers copy what they need
+// (group pointers, names, row ids) before the lock is released. Lock order:
+// configuration, table, group.
 //
 // Failures: 0 / -1, null, or the value each function names; nothing throws.
 // Log messages go through the levelled channel.
@@ -215,16 +218,20 @@ class ConfigManager {
   void loadTableSection(int section_num, const ini_section_t* section);
   void loadTableHistory(table_config_t* record, const char* index_name, const char* value);
   void migrateOldRowids(const ini_ctx_t* old_file);
+  // setScanMaxRowid with the table lock held.
+  void setScanMaxRowidLocked(const char* table_name, const char* db_name,
+                             const char* index_name, const char* group_name, int rowid);
   void retireIndexDefinitions();
 
   int m_versionResult;
   bool m_ok;
   _DArray* m_groupArr;     // SGroupConfig*, owned
-  _DArray* m_tableArr;     // table_config_t*, owned: the content of "/Table.cfg"
+  _DArray* m_tableArr;     // table_config_t*, owned: the content of "/Table.cfg" (table lock)
   _DArray* m_indexArr;     // index_info_t*, owned
   ini_ctx_t* m_config;     // "/MobileSearch.cfg", loaded for the manager's life
   ThreadMutex* m_configLock;
   ThreadMutex* m_groupLock;
+  ThreadMutex* m_tableLock;
   _str_buffer_t* m_rootPath;
   std::atomic<bool> m_syncWrites{false};
   EngineOptions* m_options;

@@ -49,6 +49,7 @@ SGroupConfig* ConfigManager::getGroup(const char* name) {
 
 SGroupConfig* ConfigManager::getRecentGroup(const char* table_name, const char* db_name,
                                             const char* index_name) {
+  MutexLock guard(m_tableLock);
   const group_rowid_t* recent = getRecentGroupRowid(m_tableArr, table_name, db_name, index_name);
   SGroupConfig* group = recent != nullptr ? getGroup(recent->group_name->data) : nullptr;
   return group != nullptr ? group : getGroup(kDefaultGroup);
@@ -57,6 +58,7 @@ SGroupConfig* ConfigManager::getRecentGroup(const char* table_name, const char* 
 void ConfigManager::getAllGroup(_DArray* out, const char* table_name, const char* db_name,
                                 const char* index_name) {
   if (out == nullptr) return;
+  MutexLock guard(m_tableLock);
   const _DArray* history = getAllGroupRowid(m_tableArr, table_name, db_name, index_name);
   if (darray_length(history) == 0) {
     SGroupConfig* group = getGroup(kDefaultGroup);
@@ -74,15 +76,23 @@ void ConfigManager::getAllGroup(_DArray* out, const char* table_name, const char
 void ConfigManager::updateIndexGroup(const char* db_name, const char* table_name,
                                      const char* index_name, const char* group_name) {
   const char* group = group_name != nullptr ? group_name : kDefaultGroup;
+  MutexLock guard(m_tableLock);
   const group_rowid_t* recent = getRecentGroupRowid(m_tableArr, table_name, db_name, index_name);
   if (recent != nullptr && strcmp(recent->group_name->data, group) == 0) return;
   int rowid = recent != nullptr ? recent->max_rowid : 0;
   if (getGroup(group) == nullptr) addGroup(group);
-  setScanMaxRowid(table_name, db_name, index_name, group, rowid);
+  setScanMaxRowidLocked(table_name, db_name, index_name, group, rowid);
 }
 
 void ConfigManager::setScanMaxRowid(const char* table_name, const char* db_name,
                                     const char* index_name, const char* group_name, int rowid) {
+  MutexLock guard(m_tableLock);
+  setScanMaxRowidLocked(table_name, db_name, index_name, group_name, rowid);
+}
+
+void ConfigManager::setScanMaxRowidLocked(const char* table_name, const char* db_name,
+                                          const char* index_name, const char* group_name,
+                                          int rowid) {
   if (m_tableArr == nullptr || table_name == nullptr || db_name == nullptr ||
       index_name == nullptr || group_name == nullptr) {
     return;
@@ -125,6 +135,7 @@ void ConfigManager::setScanMaxRowid(const char* table_name, const char* db_name,
 
 int ConfigManager::getScanMaxRowid(const char* table_name, const char* db_name,
                                    const char* index_name, char* group_out) {
+  MutexLock guard(m_tableLock);
   const group_rowid_t* recent = getRecentGroupRowid(m_tableArr, table_name, db_name, index_name);
   const char* group = recent != nullptr ? recent->group_name->data : kDefaultGroup;
   if (group_out != nullptr) strcpy(group_out, group);
@@ -134,6 +145,7 @@ int ConfigManager::getScanMaxRowid(const char* table_name, const char* db_name,
 int ConfigManager::resetScanMaxRowid(const char* table_name, const char* db_name,
                                      const char* index_name) {
   if (m_tableArr == nullptr) return -1;
+  MutexLock guard(m_tableLock);
   _DArray* history = getAllGroupRowid(m_tableArr, table_name, db_name, index_name);
   if (darray_length(history) > 0) {
     rowid_at(history, darray_length(history) - 1)->max_rowid = 0;

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <memory>
 #include <string>
 #include <thread>
@@ -78,4 +79,63 @@ TEST(ConfigManagerConcurrency, ParallelRegistrationsReachTheFiles) {
   ASSERT_TRUE(reread.isOk());
   EXPECT_EQ(Describe(&reread), before);
   EXPECT_EQ(reread.getConfigSectionNum(), kThreads * kTablesPerThread);
+}
+
+// Scans of several tables record their progress (new table records, group
+// moves) while other threads route documents by the same histories and clear
+// tables: the histories are never read while they change.
+TEST(ConfigManagerConcurrency, ScanProgressWhileDocumentsAreRoutedAndTablesCleared) {
+  ks_test::TempDir dir;
+  ConfigManager manager((dir.path() + "/index").c_str());
+  ASSERT_TRUE(manager.isOk());
+  manager.addGroup("default");
+  manager.addGroup("g1");
+  const int kTables = 40, kRounds = 30;
+  std::atomic<bool> done{false};
+  std::vector<std::thread> scanners;
+  for (int t = 0; t < 2; ++t) {
+    scanners.emplace_back([&, t] {
+      for (int round = 1; round <= kRounds; ++round) {
+        for (int i = t; i < kTables; i += 2) {
+          const std::string table = "t" + std::to_string(i);
+          manager.setScanMaxRowid(table.c_str(), "db", "idx", round % 3 ? "default" : "g1",
+                                  round * 50);
+        }
+      }
+    });
+  }
+  std::thread router([&] {
+    while (!done) {
+      for (int i = 0; i < kTables; ++i) {
+        const std::string table = "t" + std::to_string(i);
+        SGroupConfig* recent = manager.getRecentGroup(table.c_str(), "db", "idx");
+        EXPECT_NE(nullptr, recent);
+        _DArray* groups = darray_create(nullptr, false);
+        manager.getAllGroup(groups, table.c_str(), "db", "idx");
+        EXPECT_GE(darray_length(groups), 1u);
+        darray_destroy(groups);
+      }
+    }
+  });
+  std::thread clearer([&] {
+    for (int n = 0; !done; ++n) {
+      char group[64] = "";
+      manager.getScanMaxRowid("t0", "db", "idx", group);
+      manager.resetScanMaxRowid(("t" + std::to_string(n % kTables)).c_str(), "db", "idx");
+    }
+  });
+  for (std::thread& t : scanners) t.join();
+  done = true;
+  router.join();
+  clearer.join();
+  // Every table has its record; a reread of "/Table.cfg" agrees.
+  ConfigManager reread((dir.path() + "/index").c_str());
+  for (int i = 0; i < kTables; ++i) {
+    const std::string table = "t" + std::to_string(i);
+    char a[64] = "", b[64] = "";
+    const int rowid = manager.getScanMaxRowid(table.c_str(), "db", "idx", a);
+    EXPECT_TRUE(rowid == 0 || rowid == kRounds * 50) << table;
+    EXPECT_EQ(rowid, reread.getScanMaxRowid(table.c_str(), "db", "idx", b)) << table;
+    EXPECT_STREQ(a, b);
+  }
 }
