@@ -11,6 +11,9 @@ const char* const kIndexVersion = "0.1.0";
 
 namespace {
 
+// Release callback of the list of replaced group lists.
+void free_group_view(void* view) { darray_destroy(static_cast<_DArray*>(view)); }
+
 // The registry lock and array are created on first use and never freed.
 ThreadMutex* registry_lock() {
   static ThreadMutex* lock = new ThreadMutex();
@@ -79,6 +82,7 @@ ConfigManager::ConfigManager(const char* root)
     : m_versionResult(0),
       m_ok(false),
       m_groupArr(darray_create(freeGroupConfig, true)),
+      m_oldGroupViews(darray_create(free_group_view, true)),
       m_tableArr(darray_create(freeTableConfig, true)),
       m_indexArr(darray_create(index_info_free, true)),
       m_config(nullptr),
@@ -95,6 +99,8 @@ ConfigManager::ConfigManager(const char* root)
 
 ConfigManager::~ConfigManager() {
   str_buffer_free(m_rootPath);
+  darray_destroy(m_groupView.load());
+  darray_destroy(m_oldGroupViews);
   darray_destroy(m_groupArr);
   darray_destroy(m_tableArr);
   retireIndexDefinitions();

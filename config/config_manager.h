@@ -34,7 +34,8 @@
 //
 // Threads: the registry lock serialises getConfigManager; the configuration
 // lock serialises table registration and removal (addIndex, delTableOfIndex);
-// the group lock guards appending groups and creating group searchers; the
+// the group lock guards appending groups (readers get a published copy of the
+// list) and creating group searchers; the
 // table lock guards the group histories of "/Table.cfg" (m_tableArr), which
 // scans of several tables, the change hook, document routing and clearDoc
 // read and change from different threads. Their readers copy what they need
@@ -160,7 +161,11 @@ class ConfigManager {
   void addGroup(const char* name);
   // Case-insensitive; null if none.
   SGroupConfig* getGroup(const char* name);
-  _DArray* getAllGroupConfig() { return m_groupArr; }
+  // Every group, as published to readers: an array (not owning the groups)
+  // that is never changed. Adding a group publishes a new one; the arrays it
+  // replaces are kept until the manager goes, so a reader on another thread
+  // may go on walking the one it got.
+  _DArray* getAllGroupConfig() { return m_groupView.load(std::memory_order_acquire); }
   // The group of the table's current history record; the "default" group
   // when there is none or no group has that name (null if that is missing).
   SGroupConfig* getRecentGroup(const char* table_name, const char* db_name,
@@ -218,6 +223,9 @@ class ConfigManager {
   void loadTableSection(int section_num, const ini_section_t* section);
   void loadTableHistory(table_config_t* record, const char* index_name, const char* value);
   void migrateOldRowids(const ini_ctx_t* old_file);
+  // Publishes a copy of m_groupArr as the readers' group list. The caller
+  // holds the group lock or is still constructing the manager.
+  void publishGroups();
   // setScanMaxRowid with the table lock held.
   void setScanMaxRowidLocked(const char* table_name, const char* db_name,
                              const char* index_name, const char* group_name, int rowid);
@@ -225,7 +233,9 @@ class ConfigManager {
 
   int m_versionResult;
   bool m_ok;
-  _DArray* m_groupArr;     // SGroupConfig*, owned
+  _DArray* m_groupArr;     // SGroupConfig*, owned; changed and walked under the group lock
+  std::atomic<_DArray*> m_groupView{nullptr};  // published copy, see getAllGroupConfig
+  _DArray* m_oldGroupViews;                    // replaced copies, owned (group lock)
   _DArray* m_tableArr;     // table_config_t*, owned: the content of "/Table.cfg" (table lock)
   _DArray* m_indexArr;     // index_info_t*, owned
   ini_ctx_t* m_config;     // "/MobileSearch.cfg", loaded for the manager's life

@@ -62,6 +62,7 @@ int ConfigManager::readGroupConfigFile() {
     }
   }
   ini_ctx_free(doc);
+  publishGroups();
   return 0;
 }
 

@@ -29,7 +29,11 @@ void ConfigManager::addGroup(const char* name, EIndexState state) {
       group->tuning[0] = 1000;
       group->tuning[1] = 200;
       group->tuning[2] = 500;
-      if (darray_append(m_groupArr, static_cast<const void*>(group)) != RET_OK) freeGroupConfig(group);
+      if (darray_append(m_groupArr, static_cast<const void*>(group)) != RET_OK) {
+        freeGroupConfig(group);
+      } else {
+        publishGroups();
+      }
     }
     // Saved under the group lock: two threads adding groups must not write
     // the file at the same time.
@@ -42,9 +46,25 @@ void ConfigManager::addGroup(const char* name) {
 }
 
 SGroupConfig* ConfigManager::getGroup(const char* name) {
-  if (name == nullptr) return nullptr;
-  int pos = darray_find(m_groupArr, findGroupByName, ptr_to_slot(name));
-  return pos < 0 ? nullptr : slot_as<SGroupConfig>(darray_get_by_index(m_groupArr, pos));
+  _DArray* groups = getAllGroupConfig();
+  if (name == nullptr || groups == nullptr) return nullptr;
+  int pos = darray_find(groups, findGroupByName, ptr_to_slot(name));
+  return pos < 0 ? nullptr : slot_as<SGroupConfig>(darray_get_by_index(groups, pos));
+}
+
+void ConfigManager::publishGroups() {
+  _DArray* view = darray_create(nullptr, false);
+  if (view == nullptr) return;
+  for (unsigned int i = 0; i < darray_length(m_groupArr); ++i) {
+    if (darray_append(view, darray_get_by_index(m_groupArr, i)) != RET_OK) {
+      darray_destroy(view);
+      return;
+    }
+  }
+  _DArray* old = m_groupView.exchange(view, std::memory_order_acq_rel);
+  // Should keeping it fail, the old list leaks rather than being freed under
+  // a reader.
+  if (old != nullptr) darray_append(m_oldGroupViews, static_cast<const void*>(old));
 }
 
 SGroupConfig* ConfigManager::getRecentGroup(const char* table_name, const char* db_name,

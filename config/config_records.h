@@ -21,6 +21,8 @@
 #ifndef KS_CONFIG_CONFIG_RECORDS_H_
 #define KS_CONFIG_CONFIG_RECORDS_H_
 
+#include <atomic>
+
 #include "foundation/dynamic_array.h"
 #include "foundation/string_buffer.h"
 
@@ -87,7 +89,9 @@ struct SGroupConfig {
   // (which does not carry them). Nothing reads them.
   int tuning[3];
   EIndexState state;          // 0 for groups read from the group file
-  GroupSearcher* searcher;    // owned, created on first use
+  // Owned, created on first use under the manager's group lock; read
+  // without it by threads that only look whether it exists.
+  std::atomic<GroupSearcher*> searcher;
 };
 
 // Copies both texts (non-null, non-empty, else null); reserved 0, tuning

@@ -9,30 +9,31 @@
 namespace mobile_search {
 
 void group_config_free_searcher(SGroupConfig* group) {
-  if (group == nullptr || group->searcher == nullptr) return;
-  group->searcher->close();
-  delete group->searcher;
-  group->searcher = nullptr;
+  GroupSearcher* searcher = group != nullptr ? group->searcher.exchange(nullptr) : nullptr;
+  if (searcher == nullptr) return;
+  searcher->close();
+  delete searcher;
 }
 
 GroupSearcher* ConfigManager::group_config_get_searcher(SGroupConfig* group) {
   if (group == nullptr) return nullptr;
   MutexLock guard(m_groupLock);
-  if (group->searcher == nullptr) {
+  if (group->searcher.load() == nullptr) {
     GroupSearcher* searcher = new (std::nothrow) GroupSearcher();
     if (searcher != nullptr && searcher->open(this, group->group_name->data) == 0) {
-      group->searcher = searcher;
+      group->searcher.store(searcher);
     } else {
       delete searcher;
     }
   }
-  return group->searcher;
+  return group->searcher.load();
 }
 
 bool ConfigManager::isEllipseComplete() {
   bool complete = true;
-  for (unsigned int i = 0; i < darray_length(m_groupArr); ++i) {
-    SGroupConfig* group = slot_as<SGroupConfig>(darray_get_by_index(m_groupArr, i));
+  _DArray* groups = getAllGroupConfig();
+  for (unsigned int i = 0; i < darray_length(groups); ++i) {
+    SGroupConfig* group = slot_as<SGroupConfig>(darray_get_by_index(groups, i));
     GroupSearcher* searcher = group_config_get_searcher(group);
     if (searcher != nullptr && searcher->isEllipsing()) complete = false;
   }

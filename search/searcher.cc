@@ -32,7 +32,8 @@ void ForEachOpenGroup(ConfigManager* manager, int (GroupSearcher::*op)()) {
   const unsigned int n = darray_length(groups);
   for (unsigned int i = 0; i < n; ++i) {
     SGroupConfig* group = GroupAt(groups, i);
-    if (group != nullptr && group->searcher != nullptr) (group->searcher->*op)();
+    GroupSearcher* searcher = group != nullptr ? group->searcher.load() : nullptr;
+    if (searcher != nullptr) (searcher->*op)();
   }
 }
 

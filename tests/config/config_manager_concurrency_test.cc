@@ -82,9 +82,9 @@ TEST(ConfigManagerConcurrency, ParallelRegistrationsReachTheFiles) {
 }
 
 // Scans of several tables record their progress (new table records, group
-// moves) while other threads route documents by the same histories and clear
-// tables: the histories are never read while they change.
-TEST(ConfigManagerConcurrency, ScanProgressWhileDocumentsAreRoutedAndTablesCleared) {
+// moves) and groups are added while other threads route documents by the same
+// histories and group list and clear tables: nothing is read while it changes.
+TEST(ConfigManagerConcurrency, ScanProgressAndGroupsChangeWhileDocumentsAreRouted) {
   ks_test::TempDir dir;
   ConfigManager manager((dir.path() + "/index").c_str());
   ASSERT_TRUE(manager.isOk());
@@ -104,8 +104,16 @@ TEST(ConfigManagerConcurrency, ScanProgressWhileDocumentsAreRoutedAndTablesClear
       }
     });
   }
+  std::thread group_adder([&] {
+    for (int n = 0; n < 40; ++n) manager.addGroup(("extra" + std::to_string(n)).c_str());
+  });
   std::thread router([&] {
     while (!done) {
+      _DArray* all = manager.getAllGroupConfig();
+      for (unsigned int g = 0; g < darray_length(all); ++g) {
+        SGroupConfig* group = slot_as<SGroupConfig>(darray_get_by_index(all, g));
+        EXPECT_EQ(group, manager.getGroup(group->group_name->data));
+      }
       for (int i = 0; i < kTables; ++i) {
         const std::string table = "t" + std::to_string(i);
         SGroupConfig* recent = manager.getRecentGroup(table.c_str(), "db", "idx");
@@ -125,11 +133,15 @@ TEST(ConfigManagerConcurrency, ScanProgressWhileDocumentsAreRoutedAndTablesClear
     }
   });
   for (std::thread& t : scanners) t.join();
+  group_adder.join();
   done = true;
   router.join();
   clearer.join();
-  // Every table has its record; a reread of "/Table.cfg" agrees.
+  // Every table has its record and every group its entry; a reread of the
+  // files agrees.
+  EXPECT_EQ(42u, darray_length(manager.getAllGroupConfig()));
   ConfigManager reread((dir.path() + "/index").c_str());
+  EXPECT_EQ(42u, darray_length(reread.getAllGroupConfig()));
   for (int i = 0; i < kTables; ++i) {
     const std::string table = "t" + std::to_string(i);
     char a[64] = "", b[64] = "";
