@@ -88,10 +88,10 @@ bool matchSpelling(const char* text, const char* word, const TextOptions& option
       continue;
     }
     const char* begin = p;
-    while (*p != '\0' && isHan(p, next)) {
+    do {
       p = next;
-      next = ac_utf8_next(p);
-    }
+      next = *p != '\0' ? ac_utf8_next(p) : p;
+    } while (*p != '\0' && isHan(p, next));
     found = matchRun(text, begin, p, first, options, &lookup, positions) || found;
     first = false;
   }
