@@ -8,6 +8,7 @@
 #include "foundation/file_util.h"
 #include "foundation/ini_file.h"
 #include "foundation/logging.h"
+#include "text/pinyin_fuzzy.h"
 
 namespace mobile_search {
 
@@ -72,6 +73,46 @@ void formatFold(const OptionValues& v, char* out, size_t size) {
   formatSwitch(v.text.foldSimplified, "simplified", out, size);
 }
 
+bool parseNameReadings(const char* text, OptionValues* v) {
+  if (isOff(text)) {
+    v->text.nameReadings = kNameReadingsOff;
+  } else if (strcmp(text, "surname") == 0) {
+    v->text.nameReadings = kNameReadingsSurname;
+  } else if (strcmp(text, "all_common") == 0) {
+    v->text.nameReadings = kNameReadingsAllCommon;
+  } else {
+    return false;
+  }
+  return true;
+}
+void formatNameReadings(const OptionValues& v, char* out, size_t size) {
+  const int r = v.text.nameReadings;
+  snprintf(out, size, "%s",
+           r == kNameReadingsSurname ? "surname" : r == kNameReadingsAllCommon ? "all_common" : kOff);
+}
+
+bool parseSyllableMix(const char* text, OptionValues* v) {
+  return parseSwitch(text, "on", &v->text.syllableMix);
+}
+void formatSyllableMix(const OptionValues& v, char* out, size_t size) {
+  formatSwitch(v.text.syllableMix, "on", out, size);
+}
+
+bool parseFuzzy(const char* text, OptionValues* v) {
+  if (isOff(text)) {
+    v->text.fuzzy = 0;
+    return true;
+  }
+  return parsePinyinFuzzy(text, &v->text.fuzzy);
+}
+void formatFuzzy(const OptionValues& v, char* out, size_t size) {
+  if (v.text.fuzzy == 0) {
+    snprintf(out, size, "%s", kOff);
+  } else {
+    formatPinyinFuzzy(v.text.fuzzy, out, size);
+  }
+}
+
 bool parseSync(const char* text, OptionValues* v) { return parseSwitch(text, "on", &v->syncWrites); }
 void formatSync(const OptionValues& v, char* out, size_t size) { formatSwitch(v.syncWrites, "on", out, size); }
 void applySync(ConfigManager* manager, const OptionValues& v) {
@@ -83,6 +124,9 @@ const EngineOptionSpec kOptions[] = {
     {"infix_digits", true, parseInfixDigits, formatInfixDigits, nullptr},
     {"fold", true, parseFold, formatFold, nullptr},
     {"sync", false, parseSync, formatSync, applySync},
+    {"name_readings", true, parseNameReadings, formatNameReadings, nullptr},
+    {"syllable_mix", true, parseSyllableMix, formatSyllableMix, nullptr},
+    {"fuzzy", false, parseFuzzy, formatFuzzy, nullptr},
 };
 const int kOptionCount = static_cast<int>(sizeof(kOptions) / sizeof(kOptions[0]));
 

@@ -16,6 +16,13 @@
 //   fold           simplified | off      yes
 //   sync           on | off              no (synchronous writes, see
 //                                        Searcher::setSyncWrites)
+//   name_readings  surname | all_common  yes
+//                  | off
+//   syllable_mix   on | off              yes
+//   fuzzy          z-zh,c-ch,s-sh,n-l,   no (query side only)
+//                  l-r,f-h,an-ang,
+//                  en-eng,in-ing (any
+//                  subset) | off
 //
 // File: "/Options.cfg" under the root, section [options], one name=value line
 // per option that was ever set on this root, in registry order. It is written
@@ -54,7 +61,7 @@ struct OptionValues {
 };
 
 // Room for an option's value text, terminator included.
-constexpr size_t kOptionValueBytes = 32;
+constexpr size_t kOptionValueBytes = 64;
 
 struct EngineOptionSpec {
   const char* name;

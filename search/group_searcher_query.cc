@@ -9,6 +9,7 @@
 #include "config/config_manager.h"
 #include "foundation/fault_point.h"
 #include "foundation/shell_sort.h"
+#include "search/alternative_hits.h"
 #include "search/group_searcher.h"
 #include "search/list_evaluator.h"
 #include "search/search_index_config.h"
@@ -268,6 +269,7 @@ int GroupSearcher::doSearchImpl(SearchResult* result,
         return HitWeightCmp(b, a) < 0;
       });
     } else {
+      if (k <= config->alternativeLists()) RankAlternativeHits(hits);
       AppendNewDocuments(hits, merged);
       darray_destroy(hits);
     }

@@ -60,8 +60,15 @@ class SearchIndexConfig {
                                           _DArray* field_names, int start,
                                           int num, bool match_each_field);
 
+  // How many query lists after the first are alternatives of it (fuzzy
+  // spellings): their new hits are ranked among themselves and placed
+  // after the first list's (search/alternative_hits.h). 0 unless set.
+  int alternativeLists() const { return alternative_lists_; }
+  void setAlternativeLists(int n) { alternative_lists_ = n; }
+
  private:
   _DArray* items_;
+  int alternative_lists_ = 0;
 };
 
 // One table of a searched index during one group's evaluation.

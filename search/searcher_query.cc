@@ -22,6 +22,8 @@ namespace {
 
 constexpr int kDefaultNum = 10;
 constexpr int kQueryListCount = 2;
+// Fuzzy spellings of a query looked up at most (each is one more list).
+constexpr int kMaxQueryAlternatives = 8;
 
 SGroupConfig* GroupAt(_DArray* groups, unsigned int i) {
   return slot_as<SGroupConfig>(darray_get_by_index(groups, i));
@@ -199,10 +201,19 @@ int Searcher::doSearch(const char* query, SearchIndexConfig* config,
   darray_shell_sort(token_terms, token_cmp);
   darray_uniq(token_terms, token_cmp);
 
-  _DArray* lists[kQueryListCount] = {short_terms, token_terms};
-  if (doSearch_Impl(result, config, lists, kQueryListCount) == -1) {
+  // Fuzzy spellings go between the query's own name terms and its text
+  // terms; without fuzzy rules there are none.
+  _DArray* lists[kQueryListCount + kMaxQueryAlternatives] = {short_terms};
+  const int alternatives =
+      need_short ? parser_->fillQueryAlternatives(query, short_terms, lists + 1,
+                                                  kMaxQueryAlternatives, options)
+                 : 0;
+  lists[alternatives + 1] = token_terms;
+  config->setAlternativeLists(alternatives);
+  if (doSearch_Impl(result, config, lists, kQueryListCount + alternatives) == -1) {
     log_printf("query %s fail", query);
   }
+  for (int i = 1; i <= alternatives; ++i) darray_destroy(lists[i]);
   darray_destroy(short_terms);
   darray_destroy(token_terms);
   return 0;

@@ -6,6 +6,7 @@
 
 #include "foundation/string_buffer.h"
 #include "foundation/utf8_util.h"
+#include "text/name_match.h"
 #include "text/simplified_fold.h"
 #include "text/token_rules.h"
 #include "text/word_lists.h"
@@ -107,6 +108,19 @@ bool matchLiteral(const char* lowered, const char* s, int n, _DArray* positions)
   return found;
 }
 
+// One Latin word: literally, else by pinyin. Under the name options the
+// pinyin match is the index's own: the word marks the characters of a name
+// term it equals (other readings, mixed syllables, fuzzy spellings
+// included), and nothing when no term of the text is the word, so an
+// abstract marks what the search found.
+int matchLatinWord(hl_pinyin_list_t* chars, const char* lowered, const char* word, bool loose,
+                   _DArray* positions, const TextOptions& options) {
+  if (options.nameMatching() && strstr(lowered, word) == nullptr) {
+    return nameMatchWord(chars->text, word, options, positions) ? 0 : -1;
+  }
+  return highlight_abs_en_chars(chars, lowered, word, loose, positions);
+}
+
 // A query of several kinds of words: each Latin word loosely, each digit run
 // and each Chinese (or other-script) run literally; kept punctuation and
 // separators are dropped.
@@ -119,7 +133,7 @@ bool matchWords(hl_pinyin_list_t* chars, const char* lowered, const char* query,
                            options);
     const size_t len = strlen(lowered);
     for (unsigned int i = 0; i < darray_length(lists.en); ++i) {
-      highlight_abs_en_chars(chars, lowered, WordLists::word(lists.en, i)->data, true, positions);
+      matchLatinWord(chars, lowered, WordLists::word(lists.en, i)->data, true, positions, options);
     }
     for (unsigned int i = 0; i < darray_length(lists.num); ++i) {
       const _str_buffer_t* run = WordLists::word(lists.num, i);
@@ -143,10 +157,10 @@ bool findMatches(const char* text, const char* lowered, const _str_buffer_t* q, 
   if (cnCount == 0 && otherCount == 0 && enCount > 0 && enCount == q->len) {
     // Letters only: strictly first, then letting initials and leading
     // letters stand for characters.
-    found = highlight_abs_en_chars(chars, lowered, q->data, false, positions) == 0;
+    found = matchLatinWord(chars, lowered, q->data, false, positions, options) == 0;
     if (!found) {
       darray_clean(positions);
-      found = highlight_abs_en_chars(chars, lowered, q->data, true, positions) == 0;
+      found = matchLatinWord(chars, lowered, q->data, true, positions, options) == 0;
     }
   } else if (cnCount == 0 && enCount == 0 && q->len > 0 && otherCount == q->len) {
     found = matchLiteral(lowered, q->data, q->len, positions);

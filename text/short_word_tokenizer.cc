@@ -2,7 +2,11 @@
 
 #include <string.h>
 
+#include <new>
+
 #include "foundation/utf8_util.h"
+#include "text/full_spelling_walk.h"
+#include "text/name_terms.h"
 #include "text/pinyin.h"
 #include "text/word_lists.h"
 
@@ -58,14 +62,22 @@ int ShortWordTokenizer::wordTokenizer(const char* text, _DArray* out,
   WordType first = kWordNone;
   TokenRules::worldSplit(false, text, lists.cn, lists.en, lists.num, lists.other, lists.foreign,
                          first, options);
+  NameTermBudget* names = nullptr;
+  if (options.extraNameTerms()) {
+    names = new (std::nothrow) NameTermBudget();
+    if (names == nullptr) return -1;
+  }
   for (unsigned int i = 0; i < darray_length(lists.cn); ++i) {
     const _str_buffer_t* run = WordLists::word(lists.cn, i);
     const bool isFirst = i == 0 && first == kWordChina;
     if (BaseTokenizer::wordInputTokenizer(run, isFirst, out, kNameMaxLen) < 0 ||
-        wordPinYinTokenizer(run, isFirst, out) < 0) {
+        wordPinYinTokenizer(run, isFirst, out) < 0 ||
+        (names != nullptr && appendExtraNameTerms(run, isFirst, options, names, out) < 0)) {
+      delete names;
       return -1;
     }
   }
+  delete names;
   if (listInputTokenizer(lists.foreign, first == kWordOther, out, kNameMaxLen) < 0 ||
       latinInputTokenizer(lists, first, out, options) < 0) {
     return -1;
@@ -145,34 +157,21 @@ int ShortWordTokenizer::pinyinCovertAndTokenizer(const _DArray* readings, int s,
 int ShortWordTokenizer::pinyinCovertAndTokenizerUtil(const char* str, int limit,
                                                      const _DArray* readings, _DArray* out,
                                                      int s, bool isFirst) {
-  if (str == nullptr || readings == nullptr || out == nullptr) return -1;
+  if (str == nullptr || readings == nullptr || out == nullptr || s < 0 || s > kPinyinChars) {
+    return -1;
+  }
   const int n = static_cast<int>(darray_length(readings));
   const int remaining = static_cast<int>(strlen(str));
   const int maxLen = remaining < limit ? remaining : limit;
-  const int first = syllableLen(readings, s);
-  int boundary = first;
-  int nextSyllable = s + 1;
-  int covered = 0;
+  int lens[kPinyinChars + 1] = {0};
+  for (int i = 0; i < n && i <= kPinyinChars; ++i) lens[i] = syllableLen(readings, i);
+  FullSpellingWalk walk(lens, n < kPinyinChars + 1 ? n : kPinyinChars + 1, s, maxLen, isFirst);
   int appended = 0;
   for (int l = 1; l <= maxLen; ++l) {
-    if (l == 1 && first != 1) continue;
-    // A one-letter syllable alone covers "0" characters: kept as the index
-    // has always stored it.
-    const unsigned char count = static_cast<unsigned char>(l == 1 ? 0 : covered + 1);
-    const bool atEnd = l == maxLen;
-    unsigned char bits = kMatchPinYin;
-    if (s == 0) {
-      if (isFirst) bits |= kMatchFirst;
-      if (atEnd) bits |= kMatchAll;
-      if (l == boundary) bits |= kMatchFirstAndAccurate;
-    }
-    if (l == boundary) {
-      bits |= kMatchAccurate;
-      if (!atEnd) {
-        ++covered;
-        if (nextSyllable < n) boundary += syllableLen(readings, nextSyllable++);
-      }
-    }
+    if (!walk.indexed(l)) continue;
+    unsigned char count = 0;
+    unsigned char bits = 0;
+    walk.step(l, &count, &bits);
     if (!appendTerm(str, str + l, count, bits, false, out)) return -1;
     ++appended;
   }

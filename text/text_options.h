@@ -19,15 +19,42 @@
 //   foldSimplified   fold=simplified     traditional Han folded to simplified,
 //                                        full-width ASCII to ASCII, at index
 //                                        and query time
+//   nameReadings     name_readings=      names (pinyin fields) are also
+//                    surname|all_common  indexed by the surname reading of
+//                                        their first character(s), or also
+//                                        by every common reading of each
+//                                        character (text/name_terms.h)
+//   syllableMix      syllable_mix=on     names are also indexed by spellings
+//                                        mixing full syllables, initials
+//                                        (zh/ch/sh included) and a last
+//                                        syllable's prefix: zsan, zhsan
+//   fuzzy            fuzzy=z-zh,...      query words are also looked up with
+//                                        confusable initials and finals
+//                                        swapped (text/pinyin_fuzzy.h);
+//                                        query side only
 #ifndef KS_TEXT_TEXT_OPTIONS_H_
 #define KS_TEXT_TEXT_OPTIONS_H_
 
 namespace mobile_search {
 
+enum NameReadings : int {
+  kNameReadingsOff = 0,
+  kNameReadingsSurname = 1,
+  kNameReadingsAllCommon = 2,
+};
+
 struct TextOptions {
   bool utf8Full = false;
   int infixDigits = 0;
   bool foldSimplified = false;
+  int nameReadings = kNameReadingsOff;
+  bool syllableMix = false;
+  unsigned int fuzzy = 0;  // PinyinFuzzyRule bits
+
+  // True when names get terms beyond their one plain reading.
+  bool extraNameTerms() const { return nameReadings != kNameReadingsOff || syllableMix; }
+  // True when the highlighter matches Latin words as the name terms do.
+  bool nameMatching() const { return extraNameTerms() || fuzzy != 0; }
 };
 
 }  // namespace mobile_search

@@ -7,6 +7,7 @@
 #include "foundation/string_buffer.h"
 #include "foundation/utf8_util.h"
 #include "storage/index_manager.h"
+#include "text/pinyin_fuzzy.h"
 #include "text/simplified_fold.h"
 #include "text/word_lists.h"
 
@@ -201,6 +202,78 @@ int TokenParser::fillQueryTokenArray(const char* query, _DArray* out,
                ? -1
                : 0;
   });
+}
+
+namespace {
+
+// A copy of `exact` with the term `from` replaced by `to`, sorted; null when
+// `exact` lacks `from` or memory runs out.
+_DArray* replaceTerm(const _DArray* exact, unsigned int from, unsigned int to) {
+  _DArray* list = darray_create(nullptr, false);
+  bool replaced = false;
+  for (unsigned int i = 0; list != nullptr && i < darray_length(exact); ++i) {
+    unsigned int sign = token_unpack(darray_get_by_index(exact, i)).sign;
+    if (sign == from && !replaced) {
+      sign = to;
+      replaced = true;
+    }
+    if (darray_append(list, token_pack(sign, 0, 0)) != RET_OK) replaced = false;
+  }
+  if (!replaced) {
+    darray_destroy(list);
+    return nullptr;
+  }
+  darray_shell_sort(list, token_cmp);
+  darray_uniq(list, token_cmp);
+  return list;
+}
+
+bool lettersOnly(const _str_buffer_t* w) {
+  for (int i = 0; i < w->len; ++i) {
+    if (!TokenRules::isZiMu(static_cast<unsigned char>(w->data[i]))) return false;
+  }
+  return w->len > 0;
+}
+
+unsigned int upperSign(const char* s, int n) {
+  _DArray* one = darray_create(nullptr, false);
+  unsigned int sign = 0;
+  if (one != nullptr && BaseTokenizer::appendTerm(s, s + n, 0, 0, true, one)) {
+    sign = token_unpack(darray_get_by_index(one, 0)).sign;
+  }
+  darray_destroy(one);
+  return sign;
+}
+
+}  // namespace
+
+int TokenParser::fillQueryAlternatives(const char* query, const _DArray* exact,
+                                       _DArray** alternatives, int max,
+                                       const TextOptions& options) {
+  if (options.fuzzy == 0 || query == nullptr || exact == nullptr || alternatives == nullptr) {
+    return 0;
+  }
+  WordLists lists;
+  if (!lists.valid()) return 0;
+  char* folded = options.foldSimplified ? fold_simplified(query, nullptr) : nullptr;
+  WordType first = kWordNone;
+  TokenRules::worldSplit(true, folded != nullptr ? folded : query, lists.cn, lists.en, lists.en,
+                         lists.en, lists.cn, first, options);
+  free(folded);
+  int count = 0;
+  for (unsigned int i = 0; i < darray_length(lists.en) && count < max; ++i) {
+    const _str_buffer_t* word = WordLists::word(lists.en, i);
+    if (!lettersOnly(word)) continue;
+    char variants[kMaxFuzzyVariants][kFuzzyWordBytes];
+    const int n = pinyinFuzzyVariants(word->data, options.fuzzy, variants, kMaxFuzzyVariants);
+    const unsigned int from = upperSign(word->data, word->len);
+    for (int v = 0; v < n && count < max; ++v) {
+      _DArray* list =
+          replaceTerm(exact, from, upperSign(variants[v], static_cast<int>(strlen(variants[v]))));
+      if (list != nullptr) alternatives[count++] = list;
+    }
+  }
+  return count;
 }
 
 }  // namespace mobile_search

@@ -96,6 +96,14 @@ class TokenParser {
   // Both as `options` say (the query folded first with foldSimplified).
   int fillQueryArray(const char* query, _DArray* out, const TextOptions& options);
   int fillQueryTokenArray(const char* query, _DArray* out, const TextOptions& options);
+  // With options.fuzzy: the alternatives of the name-field terms `exact`
+  // (fillQueryArray's list for the same query and options), closest first:
+  // each a copy of `exact` in which one Latin word of the query is replaced
+  // by one of its fuzzy variants (text/pinyin_fuzzy.h), sorted by sign. Up
+  // to `max` new lists are stored into alternatives (the caller destroys
+  // them); returns how many, 0 without fuzzy rules or on failure.
+  int fillQueryAlternatives(const char* query, const _DArray* exact, _DArray** alternatives,
+                            int max, const TextOptions& options);
 
  private:
   ShortWordTokenizer* short_;

@@ -14,6 +14,8 @@
 //     boundaries: a text of at most that many characters comes back whole,
 //     a longer one as exactly that many characters, and the abstract is
 //     valid UTF-8;
+//   - the same shape holds with the name options all set (other readings,
+//     mixed syllables, fuzzy spellings);
 //   - a query of letters only that occurs in the text (case-blind) is a hit,
 //     and so is one spelled from the text: the readings, or the initials, of
 //     a few of its Han characters in text order.
@@ -194,6 +196,20 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     CheckWindow(noTags, text, maxChars, valid, context);
     FUZZ_CHECK(!valid || ks_fuzz::IsValidUtf8(withTags), "invalid UTF-8 abstract %s (%s)",
                ks_fuzz::Escaped(withTags).c_str(), context.c_str());
+  }
+  TextOptions names;
+  names.nameReadings = kNameReadingsAllCommon;
+  names.syllableMix = true;
+  names.fuzzy = ~0u;
+  int nameHit = -1;
+  const std::string named =
+      Take(highLight_Abstract(text.c_str(), query.c_str(), maxChars, nameHit, names));
+  if (text.find('<') == std::string::npos) {
+    const int pairs = CheckTags(named, context);
+    FUZZ_CHECK(nameHit == 1 ? pairs > 0 : pairs == 0, "name options: hit %d with %d tagged matches (%s)",
+               nameHit, pairs, context.c_str());
+    CheckWindow(Strip(named), text, maxChars,
+                ks_fuzz::IsValidUtf8(text) && ks_fuzz::IsValidUtf8(query), context);
   }
   if (OnlyLetters(query) && Lower(text).find(Lower(query)) != std::string::npos) {
     FUZZ_CHECK(hit == 1, "a literal occurrence is not a hit (%s)", context.c_str());

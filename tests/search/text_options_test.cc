@@ -66,7 +66,8 @@ TEST_F(TextOptionsTest, OptionsAreCheckedKeptAndChangeOnlyOnAnEmptyIndex) {
   EXPECT_EQ("<null>", Take(closed.getOption("utf8")));
   const std::vector<std::pair<const char*, const char*>> refused = {
       {"nosuch", "1"},       {"utf8", "on"},        {"infix_digits", "2"}, {"infix_digits", "21"},
-      {"infix_digits", "4x"}, {"infix_digits", "-4"}, {"fold", "traditional"}, {"", "off"}};
+      {"infix_digits", "4x"}, {"infix_digits", "-4"}, {"fold", "traditional"}, {"", "off"},
+      {"name_readings", "all"}, {"syllable_mix", "yes"}, {"fuzzy", "z-zh,z-zh"}, {"fuzzy", ""}};
   for (const auto& bad : refused) {
     EXPECT_EQ(-1, searcher_.setOption(bad.first, bad.second)) << bad.first << "=" << bad.second;
   }
@@ -85,9 +86,14 @@ TEST_F(TextOptionsTest, OptionsAreCheckedKeptAndChangeOnlyOnAnEmptyIndex) {
   EXPECT_EQ(-1, searcher_.setOption("fold", "off"));
   EXPECT_EQ(-1, searcher_.setOption("utf8", "full"));
   EXPECT_EQ(0, searcher_.setOption("infix_digits", "4")) << "the value it has";
+  EXPECT_EQ(-1, searcher_.setOption("name_readings", "surname"));
+  // Query-side fuzzy spellings change no term: set at any time, kept whole.
+  EXPECT_EQ(0, searcher_.setOption("fuzzy", "in-ing,en-eng,an-ang,f-h,l-r,n-l,s-sh,c-ch,z-zh"));
+  EXPECT_EQ("z-zh,c-ch,s-sh,n-l,l-r,f-h,an-ang,en-eng,in-ing", Take(searcher_.getOption("fuzzy")));
+  EXPECT_EQ(0, searcher_.setOption("fuzzy", "off"));
   set_log_cb_func(nullptr);
   EXPECT_NE(std::string::npos, log.find("option fold cannot change")) << log;
-  EXPECT_EQ("[options]\ninfix_digits=4\nfold=simplified\n", ks_test::ReadFile(file));
+  EXPECT_EQ("[options]\ninfix_digits=4\nfold=simplified\nfuzzy=off\n", ks_test::ReadFile(file));
 
   // Another engine on the root sees them (the file is read at start, see
   // tests/config/engine_options_test.cc).

@@ -96,5 +96,18 @@ osearch() { "$tool" search --root oidx --index msg "$@"; }
 osearch --option fold=off 爱 >/dev/null 2>&1 && fail "an indexing option cannot change on a full index"
 [ "$("$tool" abstract --option utf8=full 'un café noir' café)" = 'un <red>café</red> noir' ] || fail "utf8 abstract"
 [ "$("$tool" abstract 'un café noir' café)" = 'un <red>caf</red>é noir' ] || fail "default abstract"
+# Names as users type them: the surname reading of 曾 is zeng, and the
+# abstract marks what the search found.
+make_db names.db k3y "CREATE TABLE contact(id INTEGER PRIMARY KEY, name TEXT);
+     INSERT INTO contact(name) VALUES ('曾小贤'), ('单田芳');"
+nopts=(--option name_readings=surname --option syllable_mix=on)
+"$tool" index --root nidx --db names.db --key k3y --table contact --pkey id --fields name --pinyin name \
+  "${nopts[@]}" >/dev/null || fail "index with name options"
+nsearch() { "$tool" search --root nidx --index contact "$@"; }
+[[ $(nsearch zengxiaoxian) == *'"pkey_arr":["1"]'* ]] || fail "zengxiaoxian: $(nsearch zengxiaoxian)"
+[[ $(nsearch stfang) == *'"pkey_arr":["2"]'* ]] || fail "stfang"
+[[ $(nsearch --option fuzzy=z-zh zhengxiaoxian) == *'"pkey_arr":["1"]'* ]] || fail "fuzzy"
+[ "$("$tool" search --root idx --index contact zengxiaoxian)" = null ] || fail "a root without the option"
+[ "$("$tool" abstract "${nopts[@]}" '曾小贤' zengxx)" = '<red>曾小贤</red>' ] || fail "name abstract"
 [ "$("$tool" pinyin 中)" = zhong ] || fail pinyin
 echo ok

@@ -21,9 +21,12 @@ void addRoot(CLI::App* command, std::string* root) {
 }
 
 // Engine options (--option NAME=VALUE, repeatable): utf8=full,
-// infix_digits=N, fold=simplified; the root keeps them.
+// infix_digits=N, fold=simplified, name_readings, syllable_mix, fuzzy; the
+// root keeps them.
 void addEngineOptions(CLI::App* command, std::vector<std::string>* options) {
-  command->add_option("--option", *options, "engine option (utf8=full, infix_digits=N, fold=simplified)")
+  command->add_option("--option", *options,
+                      "engine option (utf8=full, infix_digits=N, fold=simplified, name_readings=surname, "
+                      "syllable_mix=on, fuzzy=z-zh,...)")
       ->type_name("NAME=VALUE");
 }
 

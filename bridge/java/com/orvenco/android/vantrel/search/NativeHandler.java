@@ -236,7 +236,9 @@ public final class NativeHandler {
 
     /**
      * Sets an engine option of the running engine's root (kept in its
-     * "/Options.cfg"): utf8=full, infix_digits=N, fold=simplified, sync=on, or
+     * "/Options.cfg"): utf8=full, infix_digits=N, fold=simplified, sync=on,
+     * name_readings=surname|all_common, syllable_mix=on, fuzzy=z-zh,an-ang,...
+     * (any subset of z-zh, c-ch, s-sh, n-l, l-r, f-h, an-ang, en-eng, in-ing), or
      * "off" for any of them. An option that changes what is indexed is refused
      * while the index holds documents.
      *
