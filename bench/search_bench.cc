@@ -10,6 +10,9 @@
 //                                 (what a table scan does)
 //   BM_AddAutoSave/messages:N     one message with auto-save on (what the
 //                                 change hook does), at an index of N
+//   BM_QueryWhileAdding/messages:N        p99 of searches while 2,000 messages
+//   BM_QueryWhileHookedInserts/messages:N arrive (addDoc, or host inserts
+//                                 through the change hook) against none
 //   BM_Query/<class>/messages:N   search latency per query class (names run
 //                                 against the contacts, the rest against the
 //                                 messages), first page of 20 hits
@@ -47,6 +50,7 @@
 #include <thread>
 #include <vector>
 
+#include "bench/hooked_chat.h"
 #include "bench/search_corpus.h"
 #include "bench/temp_dir.h"
 #include "foundation/file_util.h"
@@ -243,6 +247,9 @@ class Corpus {
     return t;
   }
 
+  // The key of the next message added live (counted in MessageBytesPerDoc).
+  std::string NextLiveKey() { return "live_" + std::to_string(autosaved_++); }
+
   // Switches the message group to what the change hook runs with.
   void SetLive(bool on) {
     searcher_.setAutoSave(kMessageIndex, on);
@@ -252,7 +259,7 @@ class Corpus {
   // One new message (under a key of its own); returns the wall time of the
   // call or a negative value when it failed.
   double AddLiveMessage(const std::string& text) {
-    const std::string pkey = "live_" + std::to_string(autosaved_++);
+    const std::string pkey = NextLiveKey();
     const double wall0 = Seconds(CLOCK_MONOTONIC);
     const int rc = AddDoc(kMessageIndex, "message", pkey, text);
     const double wall = Seconds(CLOCK_MONOTONIC) - wall0;
@@ -406,15 +413,30 @@ void BM_Query(benchmark::State& state, QueryClass cls, size_t size) {
 // thread adds 2,000 messages with auto-save on (each saved before the call
 // returns) while this thread runs two-character queries; then the same
 // number of queries with no writer. p99 of both and their ratio.
-void BM_QueryWhileAdding(benchmark::State& state, size_t size) {
+// Two-character queries while a writer thread adds 2,000 messages with
+// auto-save on, then as many queries with no writer. The writer calls addDoc
+// itself or, `hooked`, inserts rows into an encrypted chat database whose
+// change hook indexes them, as in the app.
+void BM_QueryWhileAdding(benchmark::State& state, size_t size, bool hooked) {
   if (g_corpus->messages() < size) g_corpus->GrowMessages(size);
   const std::vector<std::string> queries = MakeQueries(kChinese2, g_settings->queries, kMessageSeed,
                                                        g_corpus->messages(), kContactSeed, g_corpus->contacts());
   Searcher& searcher = g_corpus->searcher();
+  std::unique_ptr<HookedChat> chat;
+  if (hooked) {
+    chat.reset(new HookedChat(&searcher, kMessageIndex, kDb, "message"));
+    if (!chat->ok()) {
+      state.SkipWithError("cannot set up the hooked chat database");
+      return;
+    }
+  }
   auto query = [&](size_t i) {
     const double wall0 = Seconds(CLOCK_MONOTONIC);
     free(searcher.doSearch(kMessageIndex, nullptr, queries[i % queries.size()].c_str(), 0, kPageSize, false));
     return Seconds(CLOCK_MONOTONIC) - wall0;
+  };
+  auto add = [&](const std::string& text) {
+    return hooked ? chat->Insert(g_corpus->NextLiveKey(), text) : g_corpus->AddLiveMessage(text) >= 0;
   };
   for (auto _ : state) {
     std::vector<std::string> texts;
@@ -423,7 +445,7 @@ void BM_QueryWhileAdding(benchmark::State& state, size_t size) {
     std::atomic<bool> done{false};
     std::atomic<int> failed{0};
     std::thread writer([&] {
-      for (const std::string& t : texts) failed += g_corpus->AddLiveMessage(t) < 0;
+      for (const std::string& t : texts) failed += !add(t);
       done = true;
     });
     std::vector<double> busy, idle;
@@ -431,7 +453,7 @@ void BM_QueryWhileAdding(benchmark::State& state, size_t size) {
     writer.join();
     g_corpus->SetLive(false);
     for (size_t i = 0; i < busy.size(); ++i) idle.push_back(query(i));
-    if (failed > 0) state.SkipWithError("addDoc failed");
+    if (failed > 0) state.SkipWithError("adding a message failed");
     const double p99_busy = Percentile(&busy, 99), p99_idle = Percentile(&idle, 99);
     state.counters["queries"] = static_cast<double>(busy.size());
     state.counters["p99_busy_ms"] = p99_busy * 1e3;
@@ -475,10 +497,13 @@ void RegisterAll() {
         ->Iterations(static_cast<benchmark::IterationCount>(g_settings->autosave))
         ->UseManualTime()
         ->Unit(benchmark::kMicrosecond);
-    benchmark::RegisterBenchmark(("BM_QueryWhileAdding" + SizeSuffix(size)).c_str(), BM_QueryWhileAdding,
-                                 size)
-        ->Iterations(1)
-        ->Unit(benchmark::kMillisecond);
+    for (bool hooked : {false, true}) {
+      const std::string name = hooked ? "BM_QueryWhileHookedInserts" : "BM_QueryWhileAdding";
+      benchmark::RegisterBenchmark((name + SizeSuffix(size)).c_str(), BM_QueryWhileAdding, size,
+                                   hooked)
+          ->Iterations(1)
+          ->Unit(benchmark::kMillisecond);
+    }
     RegisterQueries(size);
   }
 }
