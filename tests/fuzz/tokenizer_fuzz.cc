@@ -11,6 +11,8 @@
 //     most 20 characters (longer ones are indexed by their 20-character
 //     prefixes), every query term of the text is among its own index terms,
 //     for name fields and for text fields alike;
+//   - the name options (other readings, mixed syllables) keep every plain
+//     name token and add only well-formed ones;
 //   - fieldTokenizer adds, for a fresh document, one posting per distinct
 //     term of the cut value in sign order, with the weight and bits that
 //     summing counts and merging bits over the term's sorted tokens gives.
@@ -47,10 +49,11 @@ Slots ToVector(_DArray* arr) {
   return v;
 }
 
-Slots Tokens(TokenParser& parser, const std::string& text, TokenStyle style) {
+Slots Tokens(TokenParser& parser, const std::string& text, TokenStyle style,
+             const TextOptions& options = TextOptions()) {
   _DArray* out = darray_create(nullptr, false);
-  FUZZ_CHECK(parser.wordTokenizer(text.c_str(), out, style) == 0, "tokenizer %d failed on \"%s\"",
-             style, ks_fuzz::Escaped(text).c_str());
+  FUZZ_CHECK(parser.wordTokenizer(text.c_str(), out, style, options) == 0,
+             "tokenizer %d failed on \"%s\"", style, ks_fuzz::Escaped(text).c_str());
   Slots v = ToVector(out);
   darray_destroy(out);
   return v;
@@ -99,8 +102,30 @@ void CheckTokens(const Slots& tokens, TokenStyle style, const std::string& text)
   }
 }
 
+// The name options only add terms to a name: every plain token is kept, and
+// the added ones are as well-formed. Fuzzy spellings of the text's words as a
+// query come back without failing.
+void CheckNameOptions(TokenParser& parser, const std::string& text, const Slots& plain) {
+  TextOptions names;
+  names.nameReadings = kNameReadingsAllCommon;
+  names.syllableMix = true;
+  names.fuzzy = ~0u;
+  const Slots tokens = Tokens(parser, text, TOKEN_STYLE_SHORT, names);
+  CheckTokens(tokens, TOKEN_STYLE_SHORT, text);
+  const std::set<unsigned long long> all(tokens.begin(), tokens.end());
+  for (unsigned long long slot : plain) {
+    FUZZ_CHECK(all.count(slot) == 1, "name options drop token %llx of \"%s\"", slot,
+               ks_fuzz::Escaped(text).c_str());
+  }
+  _DArray* out = darray_create(nullptr, false);
+  FUZZ_CHECK(parser.fillQueryArray(text.c_str(), out, names) == 0,
+             "query terms of \"%s\" failed under the name options", ks_fuzz::Escaped(text).c_str());
+  darray_destroy(out);
+}
+
 void CheckTokenizers(TokenParser& parser, const std::string& text) {
   const bool selfFinding = LongestAsciiRun(text) <= 20;
+  CheckNameOptions(parser, text, Tokens(parser, text, TOKEN_STYLE_SHORT));
   for (TokenStyle style : {TOKEN_STYLE_SHORT, TOKEN_STYLE_LONG}) {
     const Slots tokens = Tokens(parser, text, style);
     CheckTokens(tokens, style, text);
