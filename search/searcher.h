@@ -15,10 +15,11 @@
 // Threads: the Searcher takes no lock of its own (its mutex has no user and
 // is kept only for the object's lifetime) beyond its root's index gate
 // (config/engine_options.h), held shared by modifyDoc / addDoc and
-// exclusively by setOption of an option that changes what is indexed. Its operations may be called from
-// several threads at once; the ConfigManager and each GroupSearcher hold the
-// locks. Re-initialising or destroying it while other calls run is not
-// protected.
+// exclusively by setOption of an option that changes what is indexed. Its
+// operations may be called from several threads at once; the ConfigManager
+// and each GroupSearcher hold the locks. Re-initialising or destroying it
+// while other calls run is the owner's to prevent: the host bridge does so
+// with bridge/engine.h's EngineUse.
 //
 // Failures: -1 (or null for pointer and text results) for a missing or empty
 // required argument, an unknown index or group, or groups that cannot be
