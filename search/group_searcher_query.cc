@@ -167,6 +167,53 @@ unsigned int TableIdOf(DocIdManager* docs, unsigned int docid) {
   return docs->docState().tableOf(s & 0x7F);
 }
 
+// The first table entry of `table_id`, or null.
+search_table_info_t* EntryOf(const _DArray* tables, unsigned int table_id) {
+  const unsigned int n = darray_length(tables);
+  for (unsigned int t = 0; t < n; ++t) {
+    search_table_info_t* entry = TableAt(tables, t);
+    if (entry->table->table_id == table_id) return entry;
+  }
+  return nullptr;
+}
+
+// fillTableResult for merged hits known only through a window of them: the
+// whole count, the documents per table and the hits of the paging window
+// (the positions [start, start + num) of the single item all tables share).
+void FillWindow(SearchResult* result, const _DArray* tables, DocIdManager* docs, const ReversedWindow& window,
+                SearchIndexConfigItem* item, _str_buffer_t* group_name) {
+  for (const auto& count : window.tables) {
+    search_table_info_t* entry = EntryOf(tables, count.first);
+    if (entry != nullptr) entry->found += static_cast<int>(count.second);
+  }
+  for (const unsigned long long value : window.hits) {
+    const doc_union_t hit{value};
+    search_table_info_t* entry = EntryOf(tables, TableIdOf(docs, hit.docid()));
+    if (entry == nullptr) continue;
+    if (entry->result == nullptr) {
+      entry->result = result->createTableResult();
+      if (entry->result == nullptr) continue;
+      entry->result->readTableInfo(entry->table);
+    }
+    entry->result->add(docs, hit, group_name);
+  }
+  item->counter += static_cast<int>(window.docs);
+  result->sumDocsFound(static_cast<int>(window.docs));
+  for (unsigned int t = 0; t < darray_length(tables); ++t) {
+    search_table_info_t* entry = TableAt(tables, t);
+    if (entry->result != nullptr) entry->result->sumDocFound(entry->found);
+  }
+}
+
+// Whether every table entry pages through `item` (then a hit's position in
+// the merged hits is its position in the item's paging).
+bool AllEntriesOf(const _DArray* tables, const SearchIndexConfigItem* item) {
+  for (unsigned int t = 0; t < darray_length(tables); ++t) {
+    if (TableAt(tables, t)->item != item) return false;
+  }
+  return true;
+}
+
 // The first item of `config` that searches `index_name`, or null.
 SearchIndexConfigItem* ItemForIndex(SearchIndexConfig* config,
                                     const char* index_name) {
@@ -250,6 +297,22 @@ int GroupSearcher::doSearchImpl(SearchResult* result,
     // documents, all of which are merged already (Latin words, pinyin and
     // single characters give both lists the same terms).
     if (k > 0 && SameTerms(lists[k], lists[0])) continue;
+    // The last list, when the earlier ones found nothing, makes the merged
+    // hits on its own (last to first): only the paging window of them is
+    // built, beside their counts.
+    if (k > 0 && k == list_count - 1 && darray_length(merged) == 0 && config->length() == 1 &&
+        AllEntriesOf(tables, config->getConfigItem(0))) {
+      SearchIndexConfigItem* item = config->getConfigItem(0);
+      ReversedWindow window;
+      window.lo = item->start > 0 ? item->start : 0;
+      window.hi = static_cast<long long>(item->start) + item->num;
+      if (EvaluateListReversed(m_indexMgr->index_mgr, docs, lists[k], restriction, filter, tables, &window)) {
+        FillWindow(result, tables, docs, window, item, m_groupName);
+        darray_destroy(tables);
+        darray_destroy(merged);
+        return 0;
+      }
+    }
     // The postings directory answers most lists; the plain evaluation, every
     // posting of every term gathered and checked, runs where it cannot.
     _DArray* hits = k == 0 ? merged : darray_create(nullptr, false);

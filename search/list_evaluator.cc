@@ -103,7 +103,8 @@ class Postings {
   int files() const { return static_cast<int>(bases_.size()); }
   const unsigned char* base(int f) const { return bases_[f]; }
   int activeFile() const { return dir_->activeFile(); }
-  const _idx2_unit_t* activeRecord(unsigned int i) const { return RecordAt(activeBase_, i); }
+  int dirPlainField(int f) const { return dir_->plainField(f); }
+  const unsigned char* activeBase() const { return activeBase_; }
 
   void init(Term& t, unsigned int sign) {
     t.sign = sign;
@@ -155,64 +156,38 @@ class Postings {
     }
     return t.active;
   }
-  // fn(f) for every sealed file whose doc-id range holds `doc`.
+  // fn(f) for every sealed file whose doc-id range holds `doc`, last file
+  // first. `hint` (may be null) carries the search from one call to the next
+  // when the doc ids given do not decrease.
   template <typename Fn>
-  void filesOf(unsigned int doc, Fn fn) const {
+  void filesOf(unsigned int doc, Fn fn, int* hint = nullptr) const {
     if (!dir_->docOrdered()) {
-      for (int f = 0; f < files(); ++f) {
+      for (int f = files() - 1; f >= 0; --f) {
         if (dir_->minDoc(f) <= doc && doc <= dir_->maxDoc(f)) fn(f);
       }
       return;
     }
     // The last file starting at or below doc, then back while an earlier
     // file can still reach it.
-    int lo = 0, hi = files();
-    while (lo < hi) {
-      const int mid = lo + (hi - lo) / 2;
-      if (dir_->minDoc(mid) <= doc) {
-        lo = mid + 1;
-      } else {
-        hi = mid;
+    int lo = hint != nullptr ? *hint : 0;
+    if (lo > 0 && dir_->minDoc(lo - 1) > doc) lo = 0;
+    if (hint != nullptr) {
+      while (lo < files() && dir_->minDoc(lo) <= doc) ++lo;
+      *hint = lo;
+    } else {
+      int hi = files();
+      while (lo < hi) {
+        const int mid = lo + (hi - lo) / 2;
+        if (dir_->minDoc(mid) <= doc) {
+          lo = mid + 1;
+        } else {
+          hi = mid;
+        }
       }
     }
     for (int f = lo - 1; f >= 0 && prefixMax_[f] >= doc; --f) {
       if (dir_->maxDoc(f) >= doc) fn(f);
     }
-  }
-  // First record of run r whose doc id is >= doc.
-  unsigned int seekDoc(int f, Run r, unsigned int doc) const {
-    unsigned int lo = r.lo, hi = r.hi;
-    while (lo < hi) {
-      const unsigned int mid = lo + (hi - lo) / 2;
-      if (RecordAt(bases_[f], mid)->docid() < doc) {
-        lo = mid + 1;
-      } else {
-        hi = mid;
-      }
-    }
-    return lo;
-  }
-  // Whether the term has a posting of (doc id, field) `key`.
-  bool holds(Term& t, unsigned int key) {
-    const unsigned int doc = key >> 8;
-    const unsigned char field = static_cast<unsigned char>(key);
-    bool found = false;
-    filesOf(doc, [&](int f) {
-      if (found) return;
-      const Run r = run(t, f);
-      for (unsigned int i = seekDoc(f, r, doc); i < r.hi; ++i) {
-        const _idx2_unit_t* rec = RecordAt(bases_[f], i);
-        if (rec->docid() != doc) break;
-        if (rec->field() == field) {
-          found = true;
-          return;
-        }
-      }
-    });
-    if (found) return true;
-    const std::vector<u64>& act = active(t);
-    const auto at = std::lower_bound(act.begin(), act.end(), static_cast<u64>(key) << 32);
-    return at != act.end() && (*at >> 32) == key;
   }
 
  private:
@@ -229,11 +204,12 @@ doc_union_t PostingOf(const _idx2_unit_t* rec) {
 
 // Sorts nearly ordered values: insertion sort while it moves little, else
 // std::sort.
-void SortNearlyOrdered(std::vector<u64>& v) {
+template <typename T>
+void SortNearlyOrdered(std::vector<T>& v) {
   size_t moves = 0;
   const size_t budget = 8 * v.size() + 64;
   for (size_t i = 1; i < v.size(); ++i) {
-    const u64 x = v[i];
+    const T x = v[i];
     size_t j = i;
     while (j > 0 && v[j - 1] > x) {
       v[j] = v[j - 1];
@@ -302,31 +278,103 @@ bool SingleTerm(Postings& src, Validity& validity, unsigned int sign, const _DAr
   return true;
 }
 
+// First index in [lo, hi) of a run whose doc id is >= doc (hi when none).
+unsigned int LowerDoc(const unsigned char* base, unsigned int lo, unsigned int hi, unsigned int doc) {
+  while (lo < hi) {
+    const unsigned int mid = lo + (hi - lo) / 2;
+    if (RecordAt(base, mid)->docid() < doc) {
+      lo = mid + 1;
+    } else {
+      hi = mid;
+    }
+  }
+  return lo;
+}
+
+// LowerDoc galloping from lo: cheap when the answer is near, never worse
+// than twice a binary search.
+unsigned int GallopDoc(const unsigned char* base, unsigned int lo, unsigned int hi, unsigned int doc) {
+  if (lo >= hi || RecordAt(base, lo)->docid() >= doc) return lo;
+  unsigned int below = lo, step = 1;  // docid(below) < doc
+  while (step < hi - below && RecordAt(base, below + step)->docid() < doc) {
+    below += step;
+    step <<= 1;
+  }
+  return LowerDoc(base, below + 1, std::min(hi, below + step), doc);
+}
+
+// The postings of one term looked up by ascending (doc id, field) keys: per
+// sealed file a position in the term's run that only moves forward, so a
+// sorted batch of keys costs about a merge with the term's postings, not a
+// binary search each.
+class TermProbe {
+ public:
+  TermProbe(Postings& src, Term& t) : src_(src), t_(t), at_(static_cast<size_t>(src.files()), kUnknown) {}
+
+  // fn(file, record index) for every posting of (doc id, field) `key`; keys
+  // must not decrease from one call to the next.
+  // With `first`, stops at the first posting found (fn's answer is then
+  // all that matters). Returns whether one was found.
+  template <typename Fn>
+  bool find(unsigned int key, Fn fn, bool first = false) {
+    const unsigned int doc = key >> 8;
+    const unsigned char field = static_cast<unsigned char>(key);
+    bool found = false;
+    src_.filesOf(
+        doc,
+        [&](int f) {
+          if (found && first) return;
+          const Run r = src_.run(t_, f);
+          unsigned int& at = at_[f];
+          if (at == kUnknown) at = r.lo;
+          at = GallopDoc(src_.base(f), at, r.hi, doc);
+          for (unsigned int i = at; i < r.hi; ++i) {
+            const _idx2_unit_t* rec = RecordAt(src_.base(f), i);
+            if (rec->docid() != doc) break;
+            if (rec->field() == field) {
+              found = true;
+              fn(f, i);
+              if (first) return;
+            }
+          }
+        },
+        &fileHint_);
+    if (found && first) return true;
+    const std::vector<u64>& act = src_.active(t_);
+    const u64 from = static_cast<u64>(key) << 32;
+    while (activeAt_ < act.size() && act[activeAt_] < from) ++activeAt_;
+    for (size_t j = activeAt_; j < act.size() && (act[j] >> 32) == key; ++j) {
+      found = true;
+      fn(src_.activeFile(), static_cast<unsigned int>(act[j]));
+      if (first) break;
+    }
+    return found;
+  }
+  bool holds(unsigned int key) {
+    return find(key, [](int, unsigned int) {}, true);
+  }
+
+ private:
+  Postings& src_;
+  Term& t_;
+  std::vector<unsigned int> at_;
+  size_t activeAt_ = 0;
+  int fileHint_ = 0;
+};
+
 // Keeps the candidates (sorted DocField keys) that term t also holds.
 void Narrow(Postings& src, Term& t, std::vector<unsigned int>& cands) {
-  std::vector<char> kept(cands.size(), 0);
-  // Many candidates: whether walking the term would be cheaper than probing.
-  if (t.total == kUncounted && cands.size() > 1024) src.total(t, static_cast<u64>(cands.size()) * 32);
-  if (static_cast<u64>(cands.size()) * 32 < t.total) {
-    for (size_t i = 0; i < cands.size(); ++i) kept[i] = src.holds(t, cands[i]) ? 1 : 0;
-  } else {
-    // Many candidates: walk the term's postings along them.
-    src.forEach(t, [&](const _idx2_unit_t* rec, int, unsigned int) {
-      const unsigned int key = DocField(rec->docid(), rec->field());
-      const auto at = std::lower_bound(cands.begin(), cands.end(), key);
-      if (at != cands.end() && *at == key) kept[at - cands.begin()] = 1;
-    });
-  }
+  TermProbe probe(src, t);
   size_t out = 0;
-  for (size_t i = 0; i < cands.size(); ++i) {
-    if (kept[i]) cands[out++] = cands[i];
+  for (const unsigned int key : cands) {
+    if (probe.holds(key)) cands[out++] = key;
   }
   cands.resize(out);
 }
 
 // Several terms: the first term's valid postings whose (doc id, field) every
-// other term holds, in the order getTerm visits the first term.
-bool SeveralTerms(Postings& src, Validity& validity, const _DArray* list, _DArray* hits) {
+// other term holds, as (file << 32 | record index) ascending in `placed`.
+void Confirmed(Postings& src, Validity& validity, const _DArray* list, std::vector<u64>& placed) {
   const unsigned int n = darray_length(list);
   std::vector<Term> terms(n);
   std::vector<unsigned int> order(n);
@@ -344,84 +392,302 @@ bool SeveralTerms(Postings& src, Validity& validity, const _DArray* list, _DArra
   u64 least = ~0ull;
   for (Term& t : terms) {
     if (anyLong && t.sign <= 0xFFFFFFu) continue;  // total stays kUncounted
-    if (src.total(t, least) == 0) return true;     // one absent term: no hits
+    if (src.total(t, least) == 0) return;          // one absent term: no hits
     least = std::min(least, t.total);
   }
   std::stable_sort(order.begin(), order.end(),
                    [&terms](unsigned int a, unsigned int b) { return terms[a].total < terms[b].total; });
-  // The rarest term proposes the (doc id, field) candidates.
+  // The rarest term proposes the (doc id, field) candidates: its runs are in
+  // doc-id order file by file, so they come nearly sorted.
   std::vector<unsigned int> cands;
   src.forEach(terms[order[0]], [&](const _idx2_unit_t* rec, int, unsigned int) {
     if (!validity.drop(rec->docid(), rec->field())) cands.push_back(DocField(rec->docid(), rec->field()));
   });
-  std::sort(cands.begin(), cands.end());
+  SortNearlyOrdered(cands);
   cands.erase(std::unique(cands.begin(), cands.end()), cands.end());
   for (unsigned int k = 1; k < n && !cands.empty(); ++k) Narrow(src, terms[order[k]], cands);
-  if (cands.empty()) return true;
+  if (cands.empty()) return;
 
-  // Every posting of the first term on a surviving candidate, keyed by its
-  // place in getTerm's visit: file by file; in a sealed file from the record
-  // its binary search lands on upward, then downward; the active file in
-  // append order.
-  Term& first = terms[0];
-  std::vector<int> landing(static_cast<size_t>(src.files()), -2);
-  std::vector<std::pair<u64, doc_union_t>> placed;
+  // Every posting of the first term on a surviving candidate.
+  TermProbe probe(src, terms[0]);
   for (const unsigned int key : cands) {
-    const unsigned int doc = key >> 8;
-    const unsigned char field = static_cast<unsigned char>(key);
-    src.filesOf(doc, [&](int f) {
-      const Run r = src.run(first, f);
-      for (unsigned int i = src.seekDoc(f, r, doc); i < r.hi; ++i) {
-        const _idx2_unit_t* rec = RecordAt(src.base(f), i);
-        if (rec->docid() != doc) break;
-        if (rec->field() != field) continue;
-        int& m = landing[f];
-        if (m == -2) m = IndexManager::fullFileHit(src.base(f), kFileRecords, first.sign);
-        const unsigned int mu = static_cast<unsigned int>(m);
-        const unsigned int rank = i >= mu ? i - mu : (r.hi - mu) + (mu - 1 - i);
-        placed.emplace_back(static_cast<u64>(f) << 32 | rank, PostingOf(rec));
+    probe.find(key, [&placed](int f, unsigned int i) { placed.push_back(static_cast<u64>(f) << 32 | i); });
+  }
+  if (!std::is_sorted(placed.begin(), placed.end())) std::sort(placed.begin(), placed.end());
+}
+
+// Calls fn(record) for the postings of `placed` in getTerm's visit of the
+// term `sign`: file by file; in a sealed file from the record its binary
+// search lands on upward, then downward; the active file in append order.
+// With `backward`, exactly the reverse.
+template <typename Fn>
+void VisitPlaced(Postings& src, unsigned int sign, const std::vector<u64>& placed, bool backward, Fn fn) {
+  auto fileOf = [&placed](size_t j) { return static_cast<int>(placed[j] >> 32); };
+  auto at = [&placed](size_t j) { return static_cast<unsigned int>(placed[j]); };
+  // Files as [a, b) ranges of placed, forward or backward.
+  std::vector<std::pair<size_t, size_t>> ranges;
+  for (size_t a = 0; a < placed.size();) {
+    size_t b = a;
+    while (b < placed.size() && fileOf(b) == fileOf(a)) ++b;
+    ranges.emplace_back(a, b);
+    a = b;
+  }
+  if (backward) std::reverse(ranges.begin(), ranges.end());
+  for (const auto& range : ranges) {
+    const size_t a = range.first, b = range.second;
+    const int f = fileOf(a);
+    const unsigned char* base = f == src.activeFile() ? src.activeBase() : src.base(f);
+    auto emit = [&](size_t j) { fn(RecordAt(base, at(j))); };
+    if (f == src.activeFile()) {
+      if (backward) {
+        for (size_t j = b; j > a; --j) emit(j - 1);
+      } else {
+        for (size_t j = a; j < b; ++j) emit(j);
       }
-    });
-    const std::vector<u64>& act = src.active(first);
-    for (auto at = std::lower_bound(act.begin(), act.end(), static_cast<u64>(key) << 32);
-         at != act.end() && (*at >> 32) == key; ++at) {
-      const unsigned int i = static_cast<unsigned int>(*at);
-      placed.emplace_back(static_cast<u64>(src.activeFile()) << 32 | i, PostingOf(src.activeRecord(i)));
+      continue;
+    }
+    const unsigned int m = static_cast<unsigned int>(IndexManager::fullFileHit(base, kFileRecords, sign));
+    size_t split = a;
+    while (split < b && at(split) < m) ++split;
+    if (backward) {
+      for (size_t j = a; j < split; ++j) emit(j);
+      for (size_t j = b; j > split; --j) emit(j - 1);
+    } else {
+      for (size_t j = split; j < b; ++j) emit(j);
+      for (size_t j = split; j > a; --j) emit(j - 1);
     }
   }
-  std::sort(placed.begin(), placed.end(),
-            [](const std::pair<u64, doc_union_t>& a, const std::pair<u64, doc_union_t>& b) { return a.first < b.first; });
-  for (const auto& p : placed) EmitRankedHit(p.second, hits);
+}
+
+// Several terms: the first term's valid postings whose (doc id, field) every
+// other term holds, in the order getTerm visits the first term.
+bool SeveralTerms(Postings& src, Validity& validity, const _DArray* list, _DArray* hits) {
+  std::vector<u64> placed;
+  Confirmed(src, validity, list, placed);
+  VisitPlaced(src, static_cast<unsigned int>(darray_get_by_index(list, 0)), placed, false,
+              [hits](const _idx2_unit_t* rec) { EmitRankedHit(PostingOf(rec), hits); });
+  return true;
+}
+
+// Counts documents per table id.
+class TableCounter {
+ public:
+  explicit TableCounter(DocIdManager* docs) : docs_(docs), state_(docs->docState()) {}
+  void add(unsigned int doc) {
+    const unsigned char s = state_.state(doc);
+    add(s == DocStateTable::kUncovered ? docs_->getTabMD5Id(static_cast<int>(doc)) : state_.tableOf(s & 0x7F), 1);
+  }
+  void add(unsigned int table, unsigned int n) {
+    if (counts_.empty() || counts_[last_].first != table) {
+      last_ = 0;
+      while (last_ < counts_.size() && counts_[last_].first != table) ++last_;
+      if (last_ == counts_.size()) counts_.emplace_back(table, 0);
+    }
+    counts_[last_].second += n;
+  }
+  const std::vector<std::pair<unsigned int, unsigned int>>& counts() const { return counts_; }
+
+ private:
+  DocIdManager* docs_;
+  const DocStateTable& state_;
+  std::vector<std::pair<unsigned int, unsigned int>> counts_;
+  size_t last_ = 0;
+};
+
+unsigned long long RankedHit(doc_union_t posting) {
+  unsigned char weight = posting.weight();
+  TokenRules::mathSortWeight(weight, posting.bits());
+  return doc_union_t::make(posting.docid(), posting.field(), weight, posting.bits()).value;
+}
+
+// Takes one document of the reversed order: the next position, kept when it
+// falls in the window, counted per table.
+inline void TakeDocument(ReversedWindow* w, TableCounter& tables, doc_union_t posting) {
+  const long long pos = w->docs++;
+  if (pos >= w->lo && pos < w->hi) w->hits.push_back(RankedHit(posting));
+  tables.add(posting.docid());
+}
+
+// Several terms, reversed: the confirmed postings of the first term last to
+// first, one per document (the first met).
+bool SeveralTermsReversed(Postings& src, Validity& validity, DocIdManager* docs, const _DArray* list,
+                          ReversedWindow* w) {
+  std::vector<u64> placed;
+  Confirmed(src, validity, list, placed);
+  unsigned int maxDoc = 0;
+  for (const u64 p : placed) {
+    const int f = static_cast<int>(p >> 32);
+    const unsigned char* base = f == src.activeFile() ? src.activeBase() : src.base(f);
+    maxDoc = std::max(maxDoc, RecordAt(base, static_cast<unsigned int>(p))->docid());
+  }
+  std::vector<u64> seen(placed.empty() ? 0 : (maxDoc >> 6) + 1, 0);
+  TableCounter tables(docs);
+  VisitPlaced(src, static_cast<unsigned int>(darray_get_by_index(list, 0)), placed, true,
+              [&](const _idx2_unit_t* rec) {
+                const unsigned int doc = rec->docid();
+                u64& word = seen[doc >> 6];
+                const u64 bit = 1ull << (doc & 63);
+                if ((word & bit) != 0) return;
+                word |= bit;
+                TakeDocument(w, tables, PostingOf(rec));
+              });
+  w->tables = tables.counts();
+  return true;
+}
+
+// One term, reversed: one hit per document from its best field, in
+// descending doc-id order (the single-term order backwards). Walks the
+// postings backwards; false when they are not in doc-id order file after
+// file (the plain path then sorts them) or when SingleTerm would refuse.
+// Once the window is full, the documents between the first and the last of
+// a sealed file's run are only counted, a block of ids at a time, where the
+// file holds each document once per term and the block's documents share
+// one state.
+bool SingleTermReversed(Postings& src, Validity& validity, DocIdManager* docs, unsigned int sign,
+                        const _DArray* filter, ReversedWindow* w) {
+  unsigned char rank[256];
+  if (filter != nullptr && !FilterRanks(filter, rank)) return false;
+  Term t;
+  src.init(t, sign);
+  TableCounter tables(docs);
+  const DocStateTable& states = docs->docState();
+  const unsigned int kNoDoc = 0xFFFFFFFFu;
+  unsigned int doc = kNoDoc;    // document of `group`
+  unsigned int floor = kNoDoc;  // smallest doc id met so far
+  std::vector<doc_union_t> group;  // valid postings of `doc`
+  // The document of `group` into the window: its best posting.
+  auto flush = [&]() -> bool {
+    size_t best = 0;
+    for (size_t i = 0; i < group.size(); ++i) {
+      for (size_t j = 0; j < i; ++j) {
+        if (group[i].field() == group[j].field()) return false;  // as in SingleTerm
+      }
+      if (filter != nullptr) {
+        if (rank[group[i].field()] == 255) return false;
+        if (rank[group[i].field()] < rank[group[best].field()]) best = i;
+      } else if (group[i].field() < group[best].field()) {
+        best = i;
+      }
+    }
+    TakeDocument(w, tables, group[best]);
+    return true;
+  };
+  auto take = [&](const _idx2_unit_t* rec) -> bool {
+    const unsigned int d = rec->docid();
+    if (d > floor) return false;
+    floor = d;
+    if (!src.fieldOk(rec->field()) || validity.drop(d, rec->field())) return true;
+    if (rec->weight() == 0) return false;
+    if (d != doc) {
+      if (doc != kNoDoc && !flush()) return false;
+      doc = d;
+      group.clear();
+    }
+    group.push_back(PostingOf(rec));
+    return true;
+  };
+  // Records [from, to) of sealed file f, documents each once, all before
+  // `floor`: counted when their ids share one state, else taken one by one.
+  auto count = [&](int f, unsigned int from, unsigned int to, unsigned char field) -> bool {
+    const unsigned char* base = src.base(f);
+    while (to > from) {
+      const unsigned int top = RecordAt(base, to - 1)->docid();
+      if (top >= floor) return false;
+      const unsigned int blockStart = top & ~1023u;
+      const unsigned int at = LowerDoc(base, from, to - 1, blockStart);
+      const int state = states.uniformState(RecordAt(base, at)->docid(), top);
+      if (state < 0 || state == DocStateTable::kUncovered) {
+        for (unsigned int i = to; i > at; --i) {
+          if (!take(RecordAt(base, i - 1))) return false;
+        }
+      } else {
+        floor = RecordAt(base, at)->docid();
+        if (src.fieldOk(field) && !validity.drop(floor, field)) {
+          if (filter != nullptr && rank[field] == 255) return false;
+          w->docs += to - at;
+          tables.add(states.tableOf(static_cast<unsigned char>(state & 0x7F)), to - at);
+        }
+      }
+      to = at;
+    }
+    return true;
+  };
+  const std::vector<u64>& act = src.active(t);  // (doc, field) order, restricted field(s) only
+  for (size_t j = act.size(); j > 0; --j) {
+    if (!take(RecordAt(src.activeBase(), static_cast<unsigned int>(act[j - 1])))) return false;
+  }
+  for (int f = src.files() - 1; f >= 0; --f) {
+    const Run r = src.run(t, f);
+    const int field = src.dirPlainField(f);
+    if (static_cast<long long>(w->docs) >= w->hi && field >= 0 && r.hi - r.lo >= 3) {
+      if (!take(RecordAt(src.base(f), r.hi - 1)) || !count(f, r.lo + 1, r.hi - 1, static_cast<unsigned char>(field)) ||
+          !take(RecordAt(src.base(f), r.lo))) {
+        return false;
+      }
+      continue;
+    }
+    for (unsigned int i = r.hi; i > r.lo; --i) {
+      if (!take(RecordAt(src.base(f), i - 1))) return false;
+    }
+  }
+  if (doc != kNoDoc && !flush()) return false;
+  w->tables = tables.counts();
   return true;
 }
 
 }  // namespace
 
-void EmitRankedHit(doc_union_t posting, _DArray* hits) {
-  unsigned char weight = posting.weight();
-  TokenRules::mathSortWeight(weight, posting.bits());
-  darray_append(hits, doc_union_t::make(posting.docid(), posting.field(), weight, posting.bits()).value);
-}
+void EmitRankedHit(doc_union_t posting, _DArray* hits) { darray_append(hits, RankedHit(posting)); }
 
-bool EvaluateList(IndexManager* index, DocIdManager* docs, const _DArray* list, int restriction,
-                  const _DArray* filter, _DArray* tables, _DArray* hits) {
-  if (index == nullptr || docs == nullptr || hits == nullptr || darray_length(list) == 0) return false;
+namespace {
+
+// Runs fn(src, validity) over the group's postings directory; false when
+// there is none usable or memory ran out.
+template <typename Fn>
+bool WithPostings(IndexManager* index, DocIdManager* docs, int restriction, _DArray* tables, Fn fn) {
+  if (index == nullptr || docs == nullptr) return false;
   const PostingsDirectory* dir = index->directory();
   if (dir == nullptr) return false;
-  const unsigned int before = darray_length(hits);
   try {
     Postings src(index, dir, restriction);
     if (!src.ok()) return false;
     Validity validity(docs, tables, restriction);
-    const bool done = darray_length(list) == 1
-                          ? SingleTerm(src, validity, static_cast<unsigned int>(darray_get_by_index(list, 0)),
-                                       filter, hits)
-                          : SeveralTerms(src, validity, list, hits);
-    if (done) return true;
+    return fn(src, validity);
   } catch (const std::bad_alloc&) {
+    return false;
   }
-  hits->count = before;
-  return false;
+}
+
+}  // namespace
+
+bool EvaluateList(IndexManager* index, DocIdManager* docs, const _DArray* list, int restriction,
+                  const _DArray* filter, _DArray* tables, _DArray* hits) {
+  if (hits == nullptr || darray_length(list) == 0) return false;
+  const unsigned int before = darray_length(hits);
+  const bool done = WithPostings(index, docs, restriction, tables, [&](Postings& src, Validity& validity) {
+    return darray_length(list) == 1
+               ? SingleTerm(src, validity, static_cast<unsigned int>(darray_get_by_index(list, 0)), filter, hits)
+               : SeveralTerms(src, validity, list, hits);
+  });
+  if (!done) hits->count = before;
+  return done;
+}
+
+bool EvaluateListReversed(IndexManager* index, DocIdManager* docs, const _DArray* list, int restriction,
+                          const _DArray* filter, _DArray* tables, ReversedWindow* window) {
+  if (window == nullptr || darray_length(list) == 0) return false;
+  const bool done = WithPostings(index, docs, restriction, tables, [&](Postings& src, Validity& validity) {
+    return darray_length(list) == 1 ? SingleTermReversed(src, validity, docs,
+                                                         static_cast<unsigned int>(darray_get_by_index(list, 0)),
+                                                         filter, window)
+                                    : SeveralTermsReversed(src, validity, docs, list, window);
+  });
+  if (!done) {
+    window->hits.clear();
+    window->docs = 0;
+    window->tables.clear();
+  }
+  return done;
 }
 
 }  // namespace mobile_search

@@ -23,6 +23,9 @@
 #ifndef KS_SEARCH_LIST_EVALUATOR_H_
 #define KS_SEARCH_LIST_EVALUATOR_H_
 
+#include <utility>
+#include <vector>
+
 #include "foundation/dynamic_array.h"
 #include "storage/index_term.h"
 
@@ -42,6 +45,24 @@ void EmitRankedHit(doc_union_t posting, _DArray* hits);
 // plain evaluation must run.
 bool EvaluateList(IndexManager* index, DocIdManager* docs, const _DArray* list, int restriction,
                   const _DArray* filter, _DArray* tables, _DArray* hits);
+
+// What a later query list contributes when the lists before it found
+// nothing: its hits taken last to first, one per document (the first met),
+// as the merge of a later list does. Only the positions [lo, hi) of that
+// order are kept as ranked hits, with the number of documents in all and
+// per table id.
+struct ReversedWindow {
+  long long lo = 0, hi = 0;
+  std::vector<unsigned long long> hits;
+  unsigned int docs = 0;
+  std::vector<std::pair<unsigned int, unsigned int>> tables;  // (table id, documents)
+};
+
+// Fills `window` for the term list `list` (arguments as for EvaluateList)
+// without building the whole hit list. False, with the window emptied, when
+// the caller must evaluate the list and merge its hits itself.
+bool EvaluateListReversed(IndexManager* index, DocIdManager* docs, const _DArray* list, int restriction,
+                          const _DArray* filter, _DArray* tables, ReversedWindow* window);
 
 }  // namespace mobile_search
 

@@ -11,6 +11,11 @@
 // that is not covered, so the table is a cache that is never wrong, only
 // sometimes absent.
 //
+// Per block of 1024 doc ids it also keeps whether every id set in the block
+// has had one and the same byte, so that a query can tell a whole range of
+// documents live (and of one table) without reading a byte per document. A
+// block once mixed stays mixed until clear().
+//
 // The owner (DocIdManager) keeps it equal to the records: it sets every
 // record at open and when one is appended, and every change of a deletion
 // mark. Threads: none inside; written under the group's exclusive lock, read
@@ -40,6 +45,9 @@ class DocStateTable {
   unsigned char state(unsigned int docid) const {
     return docid < states_.size() ? states_[docid] : kUncovered;
   }
+  // The byte every id of [first, last] has, or -1 when they differ, when an
+  // id of a block they share has differed, or when last was never set.
+  int uniformState(unsigned int first, unsigned int last) const;
   // Table id of a palette index below kUncovered.
   unsigned int tableOf(unsigned char index) const { return palette_[index]; }
   unsigned int paletteSize() const { return static_cast<unsigned int>(palette_.size()); }
@@ -47,9 +55,14 @@ class DocStateTable {
   size_t memoryBytes() const;
 
  private:
+  static constexpr unsigned int kBlockShift = 10;
+  static constexpr unsigned short kFresh = 0x100;  // block summary: no id set yet
+  static constexpr unsigned short kMixed = 0x200;  // ids of the block have differed
   unsigned char paletteIndex(unsigned int tableId);
+  void note(unsigned int docid, unsigned char state);
 
   std::vector<unsigned char> states_;
+  std::vector<unsigned short> blocks_;  // per block: the one state, kFresh or kMixed
   std::vector<unsigned int> palette_;
 };
 

@@ -60,7 +60,7 @@ bool PostingsDirectory::addSealed(BlockFiles* store, int f, const unsigned char*
   if (base == nullptr || len != kFullFile || f != static_cast<int>(sealed_.size())) return false;
   if (copy != nullptr) base = copy;
   const unsigned int n = len / kRec;
-  SealedFile file{0xFFFFFFFFu, 0, {}};
+  SealedFile file{0xFFFFFFFFu, 0, base[8], {}};
   try {
     file.samples.reserve((n + kStride - 1) / kStride);
   } catch (const std::bad_alloc&) {
@@ -72,6 +72,10 @@ bool PostingsDirectory::addSealed(BlockFiles* store, int f, const unsigned char*
     // The plain lookup binary-searches full files: one that is not sorted
     // would be read differently, so it makes the directory unusable.
     if (i > 0 && (sign < prevSign || (sign == prevSign && doc < prevDoc))) return false;
+    if ((i > 0 && sign == prevSign && doc == prevDoc) || base[i * kRec + 8] != file.plainField ||
+        base[i * kRec + 9] == 0) {
+      file.plainField = -1;
+    }
     if (i % kStride == 0) file.samples.push_back(sign);
     file.minDoc = std::min(file.minDoc, doc);
     file.maxDoc = std::max(file.maxDoc, doc);

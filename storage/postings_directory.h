@@ -6,7 +6,10 @@
 //   - every 64th record's term sign (sparse sign -> record index), which
 //     narrows a binary search to 64 records before the mapped file is read;
 //   - the smallest and largest doc id in the file, so that the postings of
-//     one document are looked for only in the files that can hold them.
+//     one document are looked for only in the files that can hold them;
+//   - whether no term holds a document twice in the file, whether all its
+//     postings have one field (and which) and whether none has weight 0:
+//     then a term's run in the file counts its documents by its length.
 // For the active (last) file: an ActiveTermIndex, brought up to date by the
 // first query after appends (catchUp) rather than on every append, so that
 // indexing pays nothing for it.
@@ -66,6 +69,9 @@ class PostingsDirectory {
   int sealedCount() const { return static_cast<int>(sealed_.size()); }
   unsigned int minDoc(int f) const { return sealed_[f].minDoc; }
   unsigned int maxDoc(int f) const { return sealed_[f].maxDoc; }
+  // The field of every posting of sealed file f, or -1 when they differ, a
+  // term holds a document twice there, or a weight is 0.
+  int plainField(int f) const { return sealed_[f].plainField; }
   // Whether the smallest doc ids of the sealed files never decrease from one
   // file to the next (then docFiles can binary-search them).
   bool docOrdered() const { return docOrdered_; }
@@ -79,6 +85,7 @@ class PostingsDirectory {
  private:
   struct SealedFile {
     unsigned int minDoc, maxDoc;
+    int plainField;
     std::vector<unsigned int> samples;  // sign of records 0, kStride, 2 kStride, ...
   };
   bool addSealed(BlockFiles* store, int f, const unsigned char* copy = nullptr);

@@ -13,6 +13,7 @@
 // after a compaction, with more changes on top.
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <set>
 #include <string>
 #include <vector>
@@ -154,11 +155,12 @@ void PlainSearch(GroupSearcher* group, ConfigManager* manager, SearchResult* res
   for (unsigned int x = 0; x < darray_length(indexes); ++x) {
     index_info_t* index = slot_as<index_info_t>(darray_get_by_index(indexes, x));
     SearchIndexConfigItem* item = config->getConfigItem(0);
+    if (strcmp(index->name->data, item->index_name) != 0) continue;
     item->counter = 0;
     for (unsigned int f = 0; f < darray_length(item->field_names); ++f) {
       const char* name = slot_as<const char>(darray_get_by_index(item->field_names, f));
       darray_append(item->field_ids,
-                    static_cast<unsigned long long>(static_cast<long long>(manager->getFieldId(kIndex, name))));
+                    static_cast<unsigned long long>(static_cast<long long>(manager->getFieldId(item->index_name, name))));
     }
     for (unsigned int t = 0; t < darray_length(index->tables); ++t) {
       darray_append(tables, static_cast<const void*>(search_table_info_create(
@@ -294,9 +296,9 @@ class QueryEquivalenceTest : public SearcherFixture {
 
   // The engine's and the plain evaluation's JSON for every form of `q`; the
   // first mismatch is reported.
-  void expectPlainResults(const std::string& q) {
-    GroupSearcher* group = searcher_.getGroupSearcher("default");
-    _str_buffer_t* groupName = str_buffer_create("default");
+  void expectPlainResults(const std::string& q, const char* index = kIndex, const char* groupText = "default") {
+    GroupSearcher* group = searcher_.getGroupSearcher(groupText);
+    _str_buffer_t* groupName = str_buffer_create(groupText);
     TokenParser parser;
     _DArray* lists[2] = {darray_create(nullptr, false), darray_create(nullptr, false)};
     parser.fillQueryArray(q.c_str(), lists[0]);
@@ -309,27 +311,33 @@ class QueryEquivalenceTest : public SearcherFixture {
         {{}, false, 0, 20},           {{}, false, 7, 5},         {{}, false, 0, 65535},
         {{"content"}, false, 0, 20},  {{"name"}, false, 2, 30},  {{"tag"}, false, 0, 20},
         {{"content", "name"}, true, 0, 40}, {{"name", "content"}, true, 3, 10},
-        {{"content", "name"}, false, 0, 40}};
-    for (const auto& form : forms) {
+        {{"content", "name"}, false, 0, 40}, {{}, false, 2500, 30}};
+    // Each form also without short-word terms, as for an index without
+    // pinyin fields: the token list's hits then make the result alone.
+    _DArray* noShortWords = darray_create(nullptr, false);
+    for (int variant = 0; variant < 2 * static_cast<int>(sizeof(forms) / sizeof(forms[0])); ++variant) {
+      const auto& form = forms[variant / 2];
+      _DArray* given[2] = {variant % 2 == 0 ? lists[0] : noShortWords, lists[1]};
       std::string json[2];
       for (int plain = 0; plain < 2; ++plain) {
         SearchIndexConfig config;
         _DArray* names = darray_create(nullptr, false);
         for (const char* f : form.fields) darray_append(names, static_cast<const void*>(f));
-        config.createConfigItem(kIndex, names, form.start, form.num, form.each);
+        config.createConfigItem(index, names, form.start, form.num, form.each);
         darray_destroy(names);
         SearchResult result(true);
         if (plain) {
-          PlainSearch(group, searcher_.getConfigManager(), &result, &config, lists, groupName);
+          PlainSearch(group, searcher_.getConfigManager(), &result, &config, given, groupName);
         } else {
-          group->doSearchIndex(&result, &config, lists, 2);
+          group->doSearchIndex(&result, &config, given, 2);
         }
         std::unique_ptr<StringBuffer> text(result.serialize());
         json[plain] = text ? std::string(text->data) : "<null>";
       }
       ASSERT_EQ(json[1], json[0]) << "query " << q << ", " << form.fields.size() << " fields from "
-                                  << form.start;
+                                  << form.start << (variant % 2 == 0 ? "" : ", no short words");
     }
+    darray_destroy(noShortWords);
     for (_DArray* l : lists) darray_destroy(l);
     str_buffer_free(groupName);
   }
@@ -406,6 +414,37 @@ TEST_F(QueryEquivalenceTest, EveryQueryClassMatchesThePlainEvaluationAcrossCompa
   for (const auto& list : queries(rng)) {
     for (size_t i = 1; i < list.size(); i += 3) ASSERT_NO_FATAL_FAILURE(expectPlainResults(list[i]));
   }
+}
+
+// An index of one text field fills postings files that hold each document
+// once per term and one field only: a single-term query then counts the
+// documents of whole blocks of ids at once, except where deletions mix them.
+TEST_F(QueryEquivalenceTest, OneFieldIndexMatchesThePlainEvaluation) {
+  ASSERT_EQ(0, searcher_.addIndex("notes", kDb, "note", "id", "content", "", "", "", "", "notes"));
+  searcher_.setAutoSave("notes", false);
+  Rng rng{99u};
+  std::vector<std::string> rows;
+  for (int i = 0; i < 9000; ++i) {
+    std::string text;
+    for (int c = 0, len = 8 + rng.below(16); c < len; ++c) text += kTextChars.substr(3 * rng.skewed(kTextCharCount), 3);
+    rows.push_back(text);
+    const std::string key = std::to_string(i);
+    const char* values[] = {text.c_str()};
+    ASSERT_EQ(0, searcher_.addDoc("notes", kDb, "note", key.c_str(), 1, const_cast<char**>(values)));
+    // Deletions in a few stretches of ids only, so that most blocks stay whole.
+    if (i % 3000 == 1500) {
+      for (int d = i - 40; d < i; d += 3) searcher_.delDoc("notes", kDb, "note", std::to_string(d).c_str());
+    }
+  }
+  searcher_.save();
+  IndexManager* index = searcher_.getGroupSearcher("notes")->getIndexMgr()->index_mgr;
+  ASSERT_NE(nullptr, index->directory());
+  ASSERT_GE(index->directory()->sealedCount(), 1);
+  ASSERT_GE(index->directory()->plainField(0), 0);
+  for (int i = 0; i < kTextCharCount; i += 2) {
+    ASSERT_NO_FATAL_FAILURE(expectPlainResults(kTextChars.substr(3 * i, 3), "notes", "notes"));
+  }
+  ASSERT_NO_FATAL_FAILURE(expectPlainResults(rows[4321].substr(0, 6), "notes", "notes"));
 }
 
 }  // namespace
