@@ -156,6 +156,16 @@ class Postings {
     }
     return t.active;
   }
+  // The doc ids [*lo, *hi] that sealed file f alone can hold (with the
+  // files' doc ranges ordered); false when there are none.
+  bool soleRange(int f, unsigned int* lo, unsigned int* hi) const {
+    if (!dir_->docOrdered() || f < 0 || f >= files()) return false;
+    if (f > 0 && prefixMax_[f - 1] == 0xFFFFFFFFu) return false;
+    if (f + 1 < files() && dir_->minDoc(f + 1) == 0) return false;
+    *lo = std::max(dir_->minDoc(f), f > 0 ? prefixMax_[f - 1] + 1 : 0u);
+    *hi = f + 1 < files() ? std::min(dir_->maxDoc(f), dir_->minDoc(f + 1) - 1) : dir_->maxDoc(f);
+    return *lo <= *hi;
+  }
   // fn(f) for every sealed file whose doc-id range holds `doc`, last file
   // first. `hint` (may be null) carries the search from one call to the next
   // when the doc ids given do not decrease.
@@ -320,25 +330,29 @@ class TermProbe {
     const unsigned int doc = key >> 8;
     const unsigned char field = static_cast<unsigned char>(key);
     bool found = false;
-    src_.filesOf(
-        doc,
-        [&](int f) {
-          if (found && first) return;
-          const Run r = src_.run(t_, f);
-          unsigned int& at = at_[f];
-          if (at == kUnknown) at = r.lo;
-          at = GallopDoc(src_.base(f), at, r.hi, doc);
-          for (unsigned int i = at; i < r.hi; ++i) {
-            const _idx2_unit_t* rec = RecordAt(src_.base(f), i);
-            if (rec->docid() != doc) break;
-            if (rec->field() == field) {
-              found = true;
-              fn(f, i);
-              if (first) return;
-            }
-          }
-        },
-        &fileHint_);
+    auto inFile = [&](int f) {
+      if (found && first) return;
+      const Run r = src_.run(t_, f);
+      unsigned int& at = at_[f];
+      if (at == kUnknown) at = r.lo;
+      at = GallopDoc(src_.base(f), at, r.hi, doc);
+      for (unsigned int i = at; i < r.hi; ++i) {
+        const _idx2_unit_t* rec = RecordAt(src_.base(f), i);
+        if (rec->docid() != doc) break;
+        if (rec->field() == field) {
+          found = true;
+          fn(f, i);
+          if (first) return;
+        }
+      }
+    };
+    if (doc >= soleLo_ && doc <= soleHi_) {
+      inFile(soleFile_);
+    } else {
+      src_.filesOf(doc, inFile, &fileHint_);
+      soleFile_ = fileHint_ - 1;
+      if (!src_.soleRange(soleFile_, &soleLo_, &soleHi_)) soleLo_ = 1, soleHi_ = 0;
+    }
     if (found && first) return true;
     const std::vector<u64>& act = src_.active(t_);
     const u64 from = static_cast<u64>(key) << 32;
@@ -360,6 +374,9 @@ class TermProbe {
   std::vector<unsigned int> at_;
   size_t activeAt_ = 0;
   int fileHint_ = 0;
+  // Doc ids that only sealed file soleFile_ can hold (none when lo > hi).
+  int soleFile_ = -1;
+  unsigned int soleLo_ = 1, soleHi_ = 0;
 };
 
 // Keeps the candidates (sorted DocField keys) that term t also holds.
@@ -405,13 +422,25 @@ void Confirmed(Postings& src, Validity& validity, const _DArray* list, std::vect
   });
   SortNearlyOrdered(cands);
   cands.erase(std::unique(cands.begin(), cands.end()), cands.end());
-  for (unsigned int k = 1; k < n && !cands.empty(); ++k) Narrow(src, terms[order[k]], cands);
+  // The first term goes last: its probe also finds its postings.
+  for (unsigned int k = 1; k < n && !cands.empty(); ++k) {
+    if (order[k] != 0) Narrow(src, terms[order[k]], cands);
+  }
   if (cands.empty()) return;
-
-  // Every posting of the first term on a surviving candidate.
-  TermProbe probe(src, terms[0]);
-  for (const unsigned int key : cands) {
-    probe.find(key, [&placed](int f, unsigned int i) { placed.push_back(static_cast<u64>(f) << 32 | i); });
+  if (order[0] == 0) {
+    // The first term proposed the candidates: its postings on the survivors.
+    size_t at = 0;
+    src.forEach(terms[0], [&](const _idx2_unit_t* rec, int f, unsigned int i) {
+      const unsigned int key = DocField(rec->docid(), rec->field());
+      if (at > 0 && cands[at - 1] > key) at = 0;  // the postings went back (next file)
+      at = std::lower_bound(cands.begin() + static_cast<long>(at), cands.end(), key) - cands.begin();
+      if (at < cands.size() && cands[at] == key) placed.push_back(static_cast<u64>(f) << 32 | i);
+    });
+  } else {
+    TermProbe probe(src, terms[0]);
+    for (const unsigned int key : cands) {
+      probe.find(key, [&placed](int f, unsigned int i) { placed.push_back(static_cast<u64>(f) << 32 | i); });
+    }
   }
   if (!std::is_sorted(placed.begin(), placed.end())) std::sort(placed.begin(), placed.end());
 }

@@ -33,28 +33,76 @@ void AppendText(StringBuffer* out, const char* s) {
 
 // Writes ,"name":[ then the entries, then ]. `entry` appends one entry and
 // returns false when the entry is to be skipped.
+// Collects the text of one array in a local block and hands it to the
+// output a block at a time: a result of many hits would otherwise grow the
+// output with several small appends per hit.
+class Chunk {
+ public:
+  explicit Chunk(StringBuffer* out) : out_(out) {}
+  ~Chunk() { flush(); }
+  Chunk(const Chunk&) = delete;
+  Chunk& operator=(const Chunk&) = delete;
+
+  void put(char c) {
+    if (len_ == sizeof(text_)) flush();
+    text_[len_++] = c;
+  }
+  void put(const char* s, int n) {
+    if (n > static_cast<int>(sizeof(text_) - len_)) flush();
+    if (n > static_cast<int>(sizeof(text_))) {
+      out_->append(s, n);
+      return;
+    }
+    memcpy(text_ + len_, s, static_cast<size_t>(n));
+    len_ += static_cast<size_t>(n);
+  }
+  void put(const char* s) { put(s, static_cast<int>(strlen(s))); }
+  // As StringBuffer::append(int) writes it.
+  void put(int value) {
+    unsigned int v = value < 0 ? 0u - static_cast<unsigned int>(value) : static_cast<unsigned int>(value);
+    char digits[12];
+    int at = sizeof(digits);
+    do {
+      digits[--at] = static_cast<char>('0' + v % 10);
+      v /= 10;
+    } while (v != 0);
+    if (value < 0) digits[--at] = '-';
+    put(digits + at, static_cast<int>(sizeof(digits)) - at);
+  }
+  void flush() {
+    if (len_ > 0) out_->append(text_, static_cast<int>(len_));
+    len_ = 0;
+  }
+
+ private:
+  StringBuffer* out_;
+  char text_[4096];
+  size_t len_ = 0;
+};
+
 template <typename Entry>
 void AppendArray(const char* name, const ArrayList* list, StringBuffer* out,
                  Entry entry) {
   if (list == nullptr || list->length() == 0) return;
-  out->append(",\"");
-  out->append(name);
-  out->append("\":[");
+  Chunk text(out);
+  text.put(",\"");
+  text.put(name);
+  text.put("\":[");
   const unsigned int n = list->length();
   for (unsigned int i = 0; i < n; ++i) {
     // A skipped entry takes its separator with it, so an empty last entry
     // leaves a trailing ","; readers of this text have always seen that.
-    if (!entry(list->get(i))) continue;
-    if (i + 1 < n) out->append(',');
+    if (!entry(list->get(i), text)) continue;
+    if (i + 1 < n) text.put(',');
   }
-  out->append(']');
+  text.put(']');
 }
 
-bool AppendQuoted(StringBuffer* out, const char* s, int len) {
+bool AppendQuoted(Chunk& out, const char* s, int len) {
   if (s == nullptr || len <= 0) return false;
-  out->append('"');
-  out->append(s, len);
-  out->append('"');
+  out.put('"');
+  out.put(s, len);
+  out.put('"');
   return true;
 }
 
@@ -240,25 +288,25 @@ void TableResult::serialize(StringBuffer* out) const {
 
 void TableResult::appendIntArray(const char* name, const ArrayList* list,
                                  StringBuffer* out) {
-  AppendArray(name, list, out, [out](unsigned long long slot) {
-    out->append(static_cast<int>(static_cast<uint32_t>(slot)));
+  AppendArray(name, list, out, [](unsigned long long slot, Chunk& text) {
+    text.put(static_cast<int>(static_cast<uint32_t>(slot)));
     return true;
   });
 }
 
 void TableResult::appendStrArray(const char* name, const ArrayList* list,
                                  StringBuffer* out) {
-  AppendArray(name, list, out, [out](unsigned long long slot) {
+  AppendArray(name, list, out, [](unsigned long long slot, Chunk& text) {
     const char* s = static_cast<const char*>(slot_to_ptr(slot));
-    return AppendQuoted(out, s, s == nullptr ? 0 : static_cast<int>(strlen(s)));
+    return AppendQuoted(text, s, s == nullptr ? 0 : static_cast<int>(strlen(s)));
   });
 }
 
 void TableResult::appendStrBufferArray(const char* name, const ArrayList* list,
                                        StringBuffer* out) {
-  AppendArray(name, list, out, [out](unsigned long long slot) {
+  AppendArray(name, list, out, [](unsigned long long slot, Chunk& text) {
     const _str_buffer_t* s = static_cast<const _str_buffer_t*>(slot_to_ptr(slot));
-    return AppendQuoted(out, s == nullptr ? nullptr : s->data,
+    return AppendQuoted(text, s == nullptr ? nullptr : s->data,
                         s == nullptr ? 0 : s->len);
   });
 }
