@@ -63,6 +63,28 @@ class Validity {
   std::vector<signed char> cache_;
 };
 
+// Sorts nearly ordered values: insertion sort while it moves little, else
+// std::sort.
+template <typename T>
+void SortNearlyOrdered(std::vector<T>& v) {
+  size_t moves = 0;
+  const size_t budget = 8 * v.size() + 64;
+  for (size_t i = 1; i < v.size(); ++i) {
+    const T x = v[i];
+    size_t j = i;
+    while (j > 0 && v[j - 1] > x) {
+      v[j] = v[j - 1];
+      --j;
+      if (++moves > budget) {
+        v[j] = x;
+        std::sort(v.begin(), v.end());
+        return;
+      }
+    }
+    v[j] = x;
+  }
+}
+
 // One query term: its runs in the sealed files (looked up on demand) and its
 // postings in the active file (gathered on demand).
 struct Term {
@@ -151,7 +173,7 @@ class Postings {
         const _idx2_unit_t* rec = RecordAt(activeBase_, i);
         if (fieldOk(rec->field())) t.active.push_back(static_cast<u64>(DocField(rec->docid(), rec->field())) << 32 | i);
       }
-      std::sort(t.active.begin(), t.active.end());
+      SortNearlyOrdered(t.active);  // append order is nearly doc-id order
       t.activeLoaded = true;
     }
     return t.active;
@@ -212,27 +234,6 @@ doc_union_t PostingOf(const _idx2_unit_t* rec) {
   return doc_union_t::make(rec->docid(), rec->field(), rec->weight(), rec->bits());
 }
 
-// Sorts nearly ordered values: insertion sort while it moves little, else
-// std::sort.
-template <typename T>
-void SortNearlyOrdered(std::vector<T>& v) {
-  size_t moves = 0;
-  const size_t budget = 8 * v.size() + 64;
-  for (size_t i = 1; i < v.size(); ++i) {
-    const T x = v[i];
-    size_t j = i;
-    while (j > 0 && v[j - 1] > x) {
-      v[j] = v[j - 1];
-      --j;
-      if (++moves > budget) {
-        v[j] = x;
-        std::sort(v.begin(), v.end());
-        return;
-      }
-    }
-    v[j] = x;
-  }
-}
 
 // Rank of each field in the filter (first occurrence), 255 when absent;
 // false when the filter holds an id a posting's field byte cannot equal.
@@ -543,22 +544,34 @@ bool SeveralTermsReversed(Postings& src, Validity& validity, DocIdManager* docs,
                           ReversedWindow* w) {
   std::vector<u64> placed;
   Confirmed(src, validity, list, placed);
-  unsigned int maxDoc = 0;
+  // A document met again (another field) is skipped: the documents held
+  // more than once, from their ids in placed order (nearly ascending).
+  std::vector<unsigned int> docIds;
+  docIds.reserve(placed.size());
   for (const u64 p : placed) {
     const int f = static_cast<int>(p >> 32);
-    const unsigned char* base = f == src.activeFile() ? src.activeBase() : src.base(f);
-    maxDoc = std::max(maxDoc, RecordAt(base, static_cast<unsigned int>(p))->docid());
+    docIds.push_back(
+        RecordAt(f == src.activeFile() ? src.activeBase() : src.base(f), static_cast<unsigned int>(p))->docid());
   }
-  std::vector<u64> seen(placed.empty() ? 0 : (maxDoc >> 6) + 1, 0);
+  SortNearlyOrdered(docIds);
+  std::vector<unsigned int> repeated;
+  for (size_t i = 1; i < docIds.size(); ++i) {
+    if (docIds[i] == docIds[i - 1] && (repeated.empty() || repeated.back() != docIds[i])) repeated.push_back(docIds[i]);
+  }
+  std::vector<char> taken(repeated.size(), 0);  // per entry of `repeated`
+  auto firstMeeting = [&](unsigned int doc) {
+    if (repeated.empty()) return true;
+    const auto at = std::lower_bound(repeated.begin(), repeated.end(), doc);
+    if (at == repeated.end() || *at != doc) return true;
+    char& met = taken[static_cast<size_t>(at - repeated.begin())];
+    if (met) return false;
+    met = 1;
+    return true;
+  };
   TableCounter tables(docs);
   VisitPlaced(src, static_cast<unsigned int>(darray_get_by_index(list, 0)), placed, true,
               [&](const _idx2_unit_t* rec) {
-                const unsigned int doc = rec->docid();
-                u64& word = seen[doc >> 6];
-                const u64 bit = 1ull << (doc & 63);
-                if ((word & bit) != 0) return;
-                word |= bit;
-                TakeDocument(w, tables, PostingOf(rec));
+                if (firstMeeting(rec->docid())) TakeDocument(w, tables, PostingOf(rec));
               });
   w->tables = tables.counts();
   return true;
