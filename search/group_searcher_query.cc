@@ -8,13 +8,13 @@
 
 #include "config/config_manager.h"
 #include "foundation/fault_point.h"
-#include "foundation/shell_sort.h"
 #include "search/alternative_hits.h"
 #include "search/group_searcher.h"
 #include "search/list_evaluator.h"
 #include "search/search_index_config.h"
 #include "search/search_result.h"
 #include "search/table_result.h"
+#include "search/weight_order.h"
 #include "storage/doc_id_manager.h"
 #include "storage/index_manager.h"
 #include "storage/index_term.h"
@@ -23,11 +23,6 @@
 namespace mobile_search {
 
 namespace {
-
-// Hits rank by weight, higher first; equal weights compare equal.
-int HitWeightCmp(unsigned long long a, unsigned long long b) {
-  return static_cast<int>((b >> 24) & 0xFF) - static_cast<int>((a >> 24) & 0xFF);
-}
 
 IndexTerm* TermAt(const _DArray* terms, unsigned int i) {
   return slot_as<IndexTerm>(darray_get_by_index(terms, i));
@@ -327,10 +322,18 @@ int GroupSearcher::doSearchImpl(SearchResult* result,
       darray_destroy(terms);
     }
     if (k == 0) {
-      // darray_shell_sort with HitWeightCmp, its comparison inlined.
-      shell_sort(merged->items, merged->count, [](unsigned long long a, unsigned long long b) {
-        return HitWeightCmp(b, a) < 0;
-      });
+      // The shell sort by weight (higher first, equal weights compare
+      // equal), reproduced for the hits a paging window can reach: with one
+      // item paging through every table, the order past start + num is
+      // never seen (later lists only ask which documents the merged hits
+      // hold, and counts do not depend on order).
+      unsigned int want = merged->count;
+      if (config->length() == 1 && AllEntriesOf(tables, config->getConfigItem(0))) {
+        const SearchIndexConfigItem* item = config->getConfigItem(0);
+        const long long end = static_cast<long long>(item->start) + item->num;
+        if (end < static_cast<long long>(want)) want = end > 0 ? static_cast<unsigned int>(end) : 0;
+      }
+      WeightOrderPrefix(merged->items, merged->count, want);
     } else {
       if (k <= config->alternativeLists()) RankAlternativeHits(hits);
       AppendNewDocuments(hits, merged);
