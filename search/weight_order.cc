@@ -17,16 +17,26 @@ void ShellSortByWeight(u64* hits, unsigned int n) {
   shell_sort(hits, n, [](u64 a, u64 b) { return WeightOf(a) < WeightOf(b); });
 }
 
-// The hits of weight >= lightest (m of them) through every pass; returns
-// false without memory.
+// Sorts the (position, hit index) pairs by position: two byte-wise
+// counting passes over positions below 2^16, three or four above.
+void SortByPosition(std::vector<u64>& items, std::vector<u64>& work, unsigned int n) {
+  for (unsigned int shift = 32; shift < 64 && (n - 1) >> (shift - 32) != 0; shift += 8) {
+    unsigned int start[257] = {0};
+    for (const u64 x : items) ++start[((x >> shift) & 0xFF) + 1];
+    for (int i = 1; i <= 256; ++i) start[i] += start[i - 1];
+    for (const u64 x : items) work[start[(x >> shift) & 0xFF]++] = x;
+    items.swap(work);
+  }
+}
+
+// The m hits of weight >= lightest through every pass, as (position << 32 |
+// hit index) kept in position order; returns false without memory.
 bool Reproduce(u64* hits, unsigned int n, unsigned int lightest, unsigned int m) {
-  const unsigned int kNone = 0xFFFFFFFFu;
-  std::vector<unsigned int> at(n, kNone);  // at[position]: hit index, or kNone
-  std::vector<unsigned int> pos(n);        // pos[hit index]: its position
-  std::vector<unsigned int> order(m);      // kept hits by weight, then position
-  std::vector<unsigned int> slots;         // hits of each chain placed so far
+  std::vector<u64> kept, work(m), byWeight(m);
+  std::vector<unsigned int> slots;  // hits of each chain placed so far
+  kept.reserve(m);
   for (unsigned int i = 0; i < n; ++i) {
-    if (WeightOf(hits[i]) >= lightest) at[i] = pos[i] = i;
+    if (WeightOf(hits[i]) >= lightest) kept.push_back(static_cast<u64>(i) << 32 | i);
   }
   int g = static_cast<int>(sizeof(kShellGaps) / sizeof(kShellGaps[0])) - 1;
   while (g >= 0 && kShellGaps[g] >= n) --g;
@@ -34,26 +44,21 @@ bool Reproduce(u64* hits, unsigned int n, unsigned int lightest, unsigned int m)
     const unsigned int gap = kShellGaps[g];
     // Heavier first, each weight in position order: a counting sort.
     unsigned int start[257] = {0};
-    for (unsigned int p = 0; p < n; ++p) {
-      if (at[p] != kNone) ++start[255 - WeightOf(hits[at[p]]) + 1];
-    }
+    for (const u64 x : kept) ++start[255 - WeightOf(hits[static_cast<unsigned int>(x)]) + 1];
     for (int w = 1; w <= 256; ++w) start[w] += start[w - 1];
-    for (unsigned int p = 0; p < n; ++p) {
-      if (at[p] != kNone) order[start[255 - WeightOf(hits[at[p]])]++] = at[p];
-    }
-    // Each chain's next free slot, in that order.
+    for (const u64 x : kept) byWeight[start[255 - WeightOf(hits[static_cast<unsigned int>(x)])]++] = x;
+    // Each hit into its chain's next free slot, in that order.
     slots.assign(gap, 0);
-    for (unsigned int p = 0; p < n; ++p) at[p] = kNone;
-    for (const unsigned int h : order) {
-      const unsigned int r = pos[h] % gap;
-      pos[h] = r + slots[r]++ * gap;
-      at[pos[h]] = h;
+    for (unsigned int j = 0; j < m; ++j) {
+      const unsigned int p = static_cast<unsigned int>(byWeight[j] >> 32), r = p % gap;
+      kept[j] = static_cast<u64>(r + slots[r]++ * gap) << 32 | static_cast<unsigned int>(byWeight[j]);
     }
+    SortByPosition(kept, work, n);
   }
   // After the last pass (gap 1) the kept hits hold positions 0 to m - 1.
   std::vector<u64> out;
   out.reserve(n);
-  for (unsigned int p = 0; p < m; ++p) out.push_back(hits[at[p]]);
+  for (const u64 x : kept) out.push_back(hits[static_cast<unsigned int>(x)]);
   for (unsigned int i = 0; i < n; ++i) {
     if (WeightOf(hits[i]) < lightest) out.push_back(hits[i]);
   }
@@ -80,8 +85,10 @@ unsigned int WeightOrderPrefix(unsigned long long* hits, unsigned int n, unsigne
       }
     }
   }
+  // Reproducing costs about a sort's pass per kept hit and gap: worth it
+  // only when the window needs few of the hits.
   try {
-    if (Reproduce(hits, n, lightest, m)) return m;
+    if (m <= n / 4 && Reproduce(hits, n, lightest, m)) return m;
   } catch (const std::bad_alloc&) {
   }
   ShellSortByWeight(hits, n);
