@@ -294,9 +294,10 @@ int GroupSearcher::doSearchImpl(SearchResult* result,
     if (k > 0 && SameTerms(lists[k], lists[0])) continue;
     // The last list, when the earlier ones found nothing, makes the merged
     // hits on its own (last to first): only the paging window of them is
-    // built, beside their counts.
-    if (k > 0 && k == list_count - 1 && darray_length(merged) == 0 && config->length() == 1 &&
-        AllEntriesOf(tables, config->getConfigItem(0))) {
+    // built, beside their counts. Not for an alternative list, whose hits
+    // are re-ranked first.
+    if (k > 0 && k == list_count - 1 && k > config->alternativeLists() && darray_length(merged) == 0 &&
+        config->length() == 1 && AllEntriesOf(tables, config->getConfigItem(0))) {
       SearchIndexConfigItem* item = config->getConfigItem(0);
       ReversedWindow window;
       window.lo = item->start > 0 ? item->start : 0;
