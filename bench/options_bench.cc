@@ -41,6 +41,7 @@
 #include <utility>
 #include <vector>
 
+#include "bench/bench_clock.h"
 #include "bench/search_corpus.h"
 #include "bench/temp_dir.h"
 #include "foundation/file_util.h"
@@ -55,16 +56,8 @@ namespace {
 
 using mobile_search::Searcher;
 
-constexpr uint32_t kMessageSeed = 20261122;
 constexpr uint32_t kPhoneSeed = 11;
-constexpr int kSaveEvery = 50;
 constexpr const char* kIndex = "message";
-
-double CpuSeconds() {
-  timespec ts;
-  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &ts);
-  return static_cast<double>(ts.tv_sec) + static_cast<double>(ts.tv_nsec) * 1e-9;
-}
 
 // The corpus, made once: one message in ten ends with a mobile number.
 const std::vector<std::string>& Messages() {
@@ -160,7 +153,7 @@ void IndexCorpus(benchmark::State& state, const std::vector<std::pair<const char
         break;
       }
       searcher.setAutoSave(kIndex, false);
-      const double cpu0 = CpuSeconds();
+      const double cpu0 = Seconds(CLOCK_THREAD_CPUTIME_ID);
       for (size_t i = 0; i < texts.size(); ++i) {
         const std::string key = std::to_string(i);
         const char* values[] = {texts[i]->c_str()};
@@ -168,7 +161,7 @@ void IndexCorpus(benchmark::State& state, const std::vector<std::pair<const char
         if ((i + 1) % kSaveEvery == 0) searcher.save(kIndex);
       }
       searcher.save(kIndex);
-      cpu = CpuSeconds() - cpu0;
+      cpu = Seconds(CLOCK_THREAD_CPUTIME_ID) - cpu0;
       t.bytes = static_cast<double>(get_dir_total_bytes((root + "/allin_" + kIndex).c_str()));
       t.postings = searcher.getGroupSearcher(kIndex)->getIndexMgr()->index_mgr->get_max_pos();
       searcher.close();

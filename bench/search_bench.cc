@@ -50,6 +50,7 @@
 #include <thread>
 #include <vector>
 
+#include "bench/bench_clock.h"
 #include "bench/hooked_chat.h"
 #include "bench/search_corpus.h"
 #include "bench/temp_dir.h"
@@ -61,9 +62,7 @@ namespace {
 
 using mobile_search::Searcher;
 
-constexpr uint32_t kMessageSeed = 20261122;
 constexpr uint32_t kContactSeed = 7;
-constexpr int kSaveEvery = 50;
 constexpr size_t kGenerateBatch = 10000;
 constexpr int kPageSize = 20;
 constexpr const char* kMessageIndex = "message";
@@ -104,18 +103,6 @@ Settings ReadSettings() {
   const char* root = getenv("KS_BENCH_ROOT");
   if (root != nullptr) s.keep_root = root;
   return s;
-}
-
-double Seconds(clockid_t clock) {
-  timespec ts{};
-  clock_gettime(clock, &ts);
-  return static_cast<double>(ts.tv_sec) + static_cast<double>(ts.tv_nsec) * 1e-9;
-}
-
-double PeakRssMb() {
-  rusage usage{};
-  getrusage(RUSAGE_SELF, &usage);
-  return static_cast<double>(usage.ru_maxrss) / 1024.0;  // ru_maxrss is in KiB
 }
 
 // Nearest-rank percentile of `samples` (sorted in place).

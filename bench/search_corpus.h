@@ -21,6 +21,11 @@
 
 namespace ks_bench {
 
+// The seed of the message stream every benchmark indexes, and how many
+// messages bulk indexing adds between saves (as a table scan batch does).
+constexpr uint32_t kMessageSeed = 20261122;
+constexpr int kSaveEvery = 50;
+
 struct Contact {
   std::string name;      // 张伟
   std::string pinyin;    // zhangwei

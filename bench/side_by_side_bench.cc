@@ -35,6 +35,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/bench_clock.h"
 #include "bench/temp_dir.h"
 #include "foundation/file_util.h"
 #include "search/group_searcher.h"
@@ -49,23 +50,6 @@ using mobile_search::Searcher;
 
 constexpr const char* kDb = "chat.db";
 
-double Now() {
-  timespec ts;
-  clock_gettime(CLOCK_MONOTONIC, &ts);
-  return ts.tv_sec + ts.tv_nsec * 1e-9;
-}
-
-double CpuNow() {
-  timespec ts;
-  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &ts);
-  return ts.tv_sec + ts.tv_nsec * 1e-9;
-}
-
-double PeakRssMb() {
-  rusage usage;
-  getrusage(RUSAGE_SELF, &usage);
-  return usage.ru_maxrss / 1024.0;
-}
 
 std::vector<std::string> ReadLines(const std::string& path) {
   std::vector<std::string> lines;
@@ -112,11 +96,11 @@ void BM_Build(benchmark::State& state) {
     const std::string marker = g_root + "/built.marker";
     if (keep != nullptr && access(marker.c_str(), F_OK) == 0) {
       // A kept index: open it and only query (profiling runs).
-      const double t0 = Now();
+      const double t0 = Seconds(CLOCK_MONOTONIC);
       g_searcher->open(g_root.c_str(), 0);
       g_searcher->getGroupSearcher("message");
       g_searcher->getGroupSearcher("contact");
-      state.counters["open_s"] = Now() - t0;
+      state.counters["open_s"] = Seconds(CLOCK_MONOTONIC) - t0;
       state.counters["directory_mb"] = (DirectoryBytes("message") + DirectoryBytes("contact")) / 1048576.0;
       state.counters["peak_rss_mb"] = PeakRssMb();
       continue;
@@ -127,9 +111,9 @@ void BM_Build(benchmark::State& state) {
     g_searcher->addIndex("contact", kDb, "contact", "id", "name", "", "name", "", "", "contact");
     g_searcher->setAutoSave("message", false);
     g_searcher->setAutoSave("contact", false);
-    const double t0 = Now(), c0 = CpuNow();
+    const double t0 = Seconds(CLOCK_MONOTONIC), c0 = Seconds(CLOCK_THREAD_CPUTIME_ID);
     const size_t rows = AddRows(in + "/messages.txt", "message");
-    const double t1 = Now(), c1 = CpuNow();
+    const double t1 = Seconds(CLOCK_MONOTONIC), c1 = Seconds(CLOCK_THREAD_CPUTIME_ID);
     state.counters["rows_per_cpu_s"] = rows / (c1 - c0);
     AddRows(in + "/contacts.txt", "contact");
     const double bytes = static_cast<double>(get_dir_total_bytes((g_root + "/allin_message").c_str()));
@@ -154,9 +138,9 @@ void BM_Query(benchmark::State& state, const std::string& cls) {
   for (auto _ : state) {
     for (int r = 0; r < repeat; ++r) {
       for (const std::string& q : queries) {
-        const double t0 = Now();
+        const double t0 = Seconds(CLOCK_MONOTONIC);
         char* json = g_searcher->doSearch(index, nullptr, q.c_str(), 0, num, false);
-        ms.push_back((Now() - t0) * 1000.0);
+        ms.push_back((Seconds(CLOCK_MONOTONIC) - t0) * 1000.0);
         if (json != nullptr && r == 0) {
           const char* at = strstr(json, "\"docs_found\":");
           for (; at != nullptr; at = strstr(at + 1, "\"docs_found\":")) found += atof(at + 13);
