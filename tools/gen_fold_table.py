@@ -19,7 +19,6 @@ Rows come from kSimplifiedVariant:
 Rows are (traditional, simplified) code point pairs sorted by the first.
 """
 
-import bz2
 import os
 import sys
 
@@ -28,15 +27,9 @@ import generator_cli
 
 def read_variants(path):
     """{code point: [simplified code points]} of kSimplifiedVariant."""
-    out = {}
-    with bz2.open(path, "rt", encoding="utf-8") as f:
-        for line in f:
-            if line.startswith("#") or not line.strip():
-                continue
-            cp, field, value = line.rstrip("\n").split("\t", 2)
-            if field == "kSimplifiedVariant":
-                out[int(cp[2:], 16)] = [int(v[2:], 16) for v in value.split()]
-    return out
+    fields = generator_cli.read_unihan_fields(path, ["kSimplifiedVariant"])
+    return {cp: [int(v[2:], 16) for v in value.split()]
+            for cp, value in fields["kSimplifiedVariant"].items()}
 
 
 def fold_rows(variants):

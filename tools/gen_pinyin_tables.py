@@ -49,7 +49,6 @@ Syllable table: the toneless syllables that occur among all readings of the
 common characters, sorted in byte order.
 """
 
-import bz2
 import os
 import sys
 import unicodedata
@@ -77,19 +76,6 @@ def toneless(reading):
     if not text.isascii() or not text.isalpha():
         raise ValueError("unexpected reading %r" % reading)
     return text
-
-
-def read_fields(path, wanted):
-    """{field: {code point: value}} for the wanted fields of one Unihan file."""
-    result = {f: {} for f in wanted}
-    with bz2.open(path, "rt", encoding="utf-8") as f:
-        for line in f:
-            if line.startswith("#") or not line.strip():
-                continue
-            cp, field, value = line.rstrip("\n").split("\t", 2)
-            if field in result:
-                result[field][int(cp[2:], 16)] = value
-    return result
 
 
 def dictionary_readings(value):
@@ -158,10 +144,10 @@ def c_string(s):
 
 
 def generate(unihan_dir):
-    readings = read_fields(os.path.join(unihan_dir, "Unihan_Readings.txt.bz2"),
-                           ["kHanyuPinlu", "kMandarin", "kTGHZ2013", "kXHC1983",
-                            "kHanyuPinyin"])
-    other = read_fields(os.path.join(unihan_dir, "Unihan_OtherMappings.txt.bz2"), ["kTGH"])
+    read = generator_cli.read_unihan_fields
+    readings = read(os.path.join(unihan_dir, "Unihan_Readings.txt.bz2"),
+                    ["kHanyuPinlu", "kMandarin", "kTGHZ2013", "kXHC1983", "kHanyuPinyin"])
+    other = read(os.path.join(unihan_dir, "Unihan_OtherMappings.txt.bz2"), ["kTGH"])
 
     table = []
     for cp in range(FIRST_CP, LAST_CP + 1):

@@ -1,4 +1,4 @@
-"""The command line shared by the table generators:
+"""The command line and the Unihan reader shared by the table generators:
 
     GENERATOR [--unihan DIR] [--out FILE | --check FILE]
 
@@ -8,8 +8,22 @@ equals what would be generated, 1 otherwise (CTest runs this against the
 checked-in files)."""
 
 import argparse
+import bz2
 import os
 import sys
+
+
+def read_unihan_fields(path, wanted):
+    """{field: {code point: value}} for the wanted fields of one Unihan file."""
+    result = {f: {} for f in wanted}
+    with bz2.open(path, "rt", encoding="utf-8") as f:
+        for line in f:
+            if line.startswith("#") or not line.strip():
+                continue
+            cp, field, value = line.rstrip("\n").split("\t", 2)
+            if field in result:
+                result[field][int(cp[2:], 16)] = value
+    return result
 
 
 def run(script, description, default_out, generate):

@@ -342,6 +342,17 @@ class QueryEquivalenceTest : public SearcherFixture {
     str_buffer_free(groupName);
   }
 
+  // 800 contacts and enough messages to fill the first postings file (so
+  // that queries gather from a sorted full file and from the active one),
+  // then changes and deletions, saved.
+  void buildCorpus(Rng& rng, int step, int offset) {
+    searcher_.setAutoSave("default", false);
+    addContacts(rng, 800);
+    addMessages(rng, 0, 5200);
+    changeAndDelete(rng, step, offset);
+    searcher_.save();
+  }
+
   // The dense document states equal the records.
   void expectDocStatesMatchRecords() {
     DocIdManager* docs = searcher_.getGroupSearcher("default")->getIndexMgr()->doc_mgr;
@@ -359,13 +370,7 @@ class QueryEquivalenceTest : public SearcherFixture {
 
 TEST_F(QueryEquivalenceTest, EveryQueryClassGivesThePinnedResults) {
   Rng rng{20261122u * 2654435761u + 1};
-  searcher_.setAutoSave("default", false);
-  addContacts(rng, 800);
-  // Enough postings to fill the first postings file, so that queries gather
-  // from a sorted full file and from the active one.
-  addMessages(rng, 0, 5200);
-  changeAndDelete(rng, 13, 5);
-  searcher_.save();
+  buildCorpus(rng, 13, 5);
   GroupSearcher* group = searcher_.getGroupSearcher("default");
   ASSERT_NE(nullptr, group);
   ASSERT_GE(group->getIndexMgr()->index_mgr->getStore()->blockNumber(), 2);
@@ -386,11 +391,7 @@ TEST_F(QueryEquivalenceTest, EveryQueryClassGivesThePinnedResults) {
 
 TEST_F(QueryEquivalenceTest, EveryQueryClassMatchesThePlainEvaluationAcrossCompaction) {
   Rng rng{7u};
-  searcher_.setAutoSave("default", false);
-  addContacts(rng, 800);
-  addMessages(rng, 0, 5200);
-  changeAndDelete(rng, 11, 3);
-  searcher_.save();
+  buildCorpus(rng, 11, 3);
   GroupSearcher* group = searcher_.getGroupSearcher("default");
   ASSERT_NE(nullptr, group->getIndexMgr()->index_mgr->directory());
   expectDocStatesMatchRecords();
