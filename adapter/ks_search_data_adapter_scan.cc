@@ -81,17 +81,14 @@ int KSSearchDataAdapter::buildTableIndex(const char* db_name, _sqlite_tab_cfg_t*
 
   char sql[kSqlBufferSize] = {0};
   int n = 0;
-  {
-    MutexLock guard(adapter_lock_);
-    if (table->where_condition->len == 0) {
-      n = snprintf(sql, sizeof(sql), "SELECT rowid,%s,%s FROM %s WHERE rowid >= %d limit 50",
-                   table->key_field->data, table->field_list->data, table_name, max_rowid);
-    } else {
-      n = snprintf(sql, sizeof(sql),
-                   "SELECT rowid,%s,%s FROM %s WHERE rowid >= %d and (%s) limit 50",
-                   table->key_field->data, table->field_list->data, table_name, max_rowid,
-                   table->where_condition->data);
-    }
+  // The record's SQL pieces are fixed once it is made: no lock needed.
+  if (table->where_condition->len == 0) {
+    n = snprintf(sql, sizeof(sql), "SELECT rowid,%s,%s FROM %s WHERE rowid >= %d limit 50",
+                 table->key_field->data, table->field_list->data, table_name, max_rowid);
+  } else {
+    n = snprintf(sql, sizeof(sql), "SELECT rowid,%s,%s FROM %s WHERE rowid >= %d and (%s) limit 50",
+                 table->key_field->data, table->field_list->data, table_name, max_rowid,
+                 table->where_condition->data);
   }
   if (n < 0 || n >= kSqlBufferSize) return -1;
 
