@@ -74,24 +74,49 @@ void darray_release_slot(const _DArray* arr, unsigned long long slot) {
   if (p != nullptr) arr->free_func(p);
 }
 
-_Ret darray_expand(_DArray* arr, unsigned int k) {
-  if (arr == nullptr) return RET_INVALID;
-  unsigned long long needed = (unsigned long long)arr->count + k;
-  if (needed <= arr->capacity) return RET_OK;
-  unsigned long long capacity = 2ULL * arr->capacity + 8;
+namespace {
+
+// Grows the storage of `arr` to `capacity` slots (plus the zeroed spare).
+_Ret grow_to(_DArray* arr, unsigned long long capacity) {
   if (capacity > 0xFFFFFFFFULL) return RET_NOMEM;
   // One zeroed slot beyond the declared capacity, as the layout always had.
   // The storage grows in place where the allocator can (large blocks are
   // remapped, not copied); every slot from `count` on is then zeroed, which
   // leaves exactly what a fresh zeroed block with the used slots copied in
   // would hold.
+  // A growth by many steps at once (a reserve) takes a fresh zeroed block
+  // instead: the allocator hands large ones out already zero.
   if (capacity + 1 > (~(size_t)0) / sizeof(u64)) return RET_NOMEM;
-  u64* items = static_cast<u64*>(realloc(arr->items, (size_t)(capacity + 1) * sizeof(u64)));
-  if (items == nullptr) return RET_NOMEM;
-  memset(items + arr->count, 0, (size_t)(capacity + 1 - arr->count) * sizeof(u64));
+  const size_t bytes = (size_t)(capacity + 1) * sizeof(u64);
+  u64* items = nullptr;
+  if (arr->items == nullptr || (unsigned long long)arr->count * 4 < capacity) {
+    items = static_cast<u64*>(calloc(1, bytes));
+    if (items == nullptr) return RET_NOMEM;
+    if (arr->count > 0) memcpy(items, arr->items, (size_t)arr->count * sizeof(u64));
+    free(arr->items);
+  } else {
+    items = static_cast<u64*>(realloc(arr->items, bytes));
+    if (items == nullptr) return RET_NOMEM;
+    memset(items + arr->count, 0, (size_t)(capacity + 1 - arr->count) * sizeof(u64));
+  }
   arr->items = items;
   arr->capacity = (unsigned int)capacity;
   return RET_OK;
+}
+
+}  // namespace
+
+_Ret darray_expand(_DArray* arr, unsigned int k) {
+  if (arr == nullptr) return RET_INVALID;
+  unsigned long long needed = (unsigned long long)arr->count + k;
+  if (needed <= arr->capacity) return RET_OK;
+  return grow_to(arr, 2ULL * arr->capacity + 8);
+}
+
+_Ret darray_reserve(_DArray* arr, unsigned int k) {
+  if (arr == nullptr) return RET_INVALID;
+  const unsigned long long needed = (unsigned long long)arr->count + k;
+  return needed <= arr->capacity ? RET_OK : grow_to(arr, needed);
 }
 
 _DArray* darray_create(darray_free_fn free_func, bool free_data) {
@@ -370,10 +395,11 @@ _Ret darray_shrink(_DArray* arr) {
 
 _Ret darray_clean(_DArray* arr) {
   if (arr == nullptr) return RET_INVALID;
-  for (unsigned int i = 0; i < arr->count; ++i) {
-    darray_release_slot(arr, arr->items[i]);
-    arr->items[i] = 0;
+  // Slots are visited one by one only when something is to be released.
+  if (arr->free_data && arr->free_func != nullptr) {
+    for (unsigned int i = 0; i < arr->count; ++i) darray_release_slot(arr, arr->items[i]);
   }
+  if (arr->count > 0) memset(arr->items, 0, (size_t)arr->count * sizeof(u64));
   arr->count = 0;
   return RET_OK;
 }
@@ -388,7 +414,7 @@ ArrayList::ArrayList(darray_free_fn callback) {
 }
 
 ArrayList::~ArrayList() {
-  if (items != nullptr) darray_clean(this);
+  // An ArrayList releases nothing (see the header), so its storage simply goes.
   free(items);
   items = nullptr;
   count = 0;

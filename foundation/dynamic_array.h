@@ -95,6 +95,11 @@ void pointer_destory(_DArray* arr);
 // capacity becomes 2 * capacity + 8 (one zeroed spare slot is kept beyond it).
 // RET_NOMEM leaves the array unchanged.
 _Ret darray_expand(_DArray* arr, unsigned int k);
+// Makes room for k more slots in one step: the capacity becomes count + k
+// when that is more than it was (one zeroed spare slot beyond it, as after
+// every growth), so a list filled to a known size is grown once. RET_NOMEM
+// leaves the array unchanged.
+_Ret darray_reserve(_DArray* arr, unsigned int k);
 
 _Ret darray_append(_DArray* arr, unsigned long long value);
 _Ret darray_append(_DArray* arr, const void* ptr);
@@ -158,9 +163,10 @@ _Ret darray_clean(_DArray* arr);
 void darray_release_slot(const _DArray* arr, unsigned long long slot);
 
 // The same container embedded by value. Members forward to darray_* and have
-// the same results; they never test `this`. The destructor releases every slot
-// (a no-op, free_data is never set), frees the storage and zeroes
-// items / count / capacity.
+// the same results; they never test `this`. The destructor frees the storage
+// (an ArrayList releases no slot: free_data is never set) and zeroes
+// items / count / capacity. add() and get() are inline: results append and
+// read one slot per hit.
 class ArrayList : public _DArray {
  public:
   explicit ArrayList(darray_free_fn free_func = nullptr);
@@ -170,13 +176,20 @@ class ArrayList : public _DArray {
 
   bool valid() const { return items != nullptr; }
   _Ret expand(unsigned int n) { return darray_expand(this, n); }
-  _Ret add(unsigned long long value) { return darray_append(this, value); }
-  _Ret add(const void* ptr) { return darray_append(this, ptr); }
+  _Ret reserve(unsigned int n) { return darray_reserve(this, n); }
+  _Ret add(unsigned long long value) {
+    if (count < capacity) {
+      items[count++] = value;
+      return RET_OK;
+    }
+    return darray_append(this, value);
+  }
+  _Ret add(const void* ptr) { return add(ptr_to_slot(ptr)); }
   _Ret insert(unsigned int index, unsigned long long value) { return darray_insert(this, index, value); }
   _Ret remove(unsigned int index) { return darray_delete(this, index); }
   _Ret remove(unsigned int index, int n) { return darray_delete(this, index, n); }
   _Ret get(unsigned int index, unsigned long long* out) { return darray_get_by_index(this, index, out); }
-  unsigned long long get(unsigned int index) const { return darray_get_by_index(this, index); }
+  unsigned long long get(unsigned int index) const { return index < count ? items[index] : 0; }
   _Ret set(unsigned int index, unsigned long long value) { return darray_set_by_index(this, index, value); }
   _Ret set(unsigned int index, const void* ptr) { return darray_set_by_index(this, index, ptr); }
   unsigned int length() const { return count; }

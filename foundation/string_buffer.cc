@@ -11,8 +11,7 @@ namespace mobile_search {
 
 namespace {
 
-// Bytes allocated beyond `size`: a fixed margin the buffer has always kept.
-const int kMargin = 5;
+const int kMargin = kStrBufferMargin;
 // Upper bound on a capacity, so that size + margin never overflows an int.
 const int kMaxCapacity = INT_MAX - 64;
 

@@ -23,6 +23,9 @@
 
 namespace mobile_search {
 
+// Zero-filled bytes every buffer's storage block holds beyond `size`.
+constexpr int kStrBufferMargin = 5;
+
 struct _str_buffer_t {
   char* data;  // never null in a live buffer
   int size;    // usable capacity in bytes, counting the NUL

@@ -162,15 +162,24 @@ unsigned int TableIdOf(DocIdManager* docs, unsigned int docid) {
   return docs->docState().tableOf(s & 0x7F);
 }
 
-// The first table entry of `table_id`, or null.
-search_table_info_t* EntryOf(const _DArray* tables, unsigned int table_id) {
+// The position of the first table entry of `table_id`, or -1.
+int EntryIndexOf(const _DArray* tables, unsigned int table_id) {
   const unsigned int n = darray_length(tables);
   for (unsigned int t = 0; t < n; ++t) {
-    search_table_info_t* entry = TableAt(tables, t);
-    if (entry->table->table_id == table_id) return entry;
+    if (TableAt(tables, t)->table->table_id == table_id) return static_cast<int>(t);
   }
-  return nullptr;
+  return -1;
 }
+
+// The first table entry of `table_id`, or null.
+search_table_info_t* EntryOf(const _DArray* tables, unsigned int table_id) {
+  const int t = EntryIndexOf(tables, table_id);
+  return t < 0 ? nullptr : TableAt(tables, static_cast<unsigned int>(t));
+}
+
+// How many hits ahead result building asks for document records: reading
+// the keys of many hits waits on memory otherwise.
+constexpr size_t kPrefetchAhead = 16;
 
 // fillTableResult for merged hits known only through a window of them: the
 // whole count, the documents per table and the hits of the paging window
@@ -181,16 +190,28 @@ void FillWindow(SearchResult* result, const _DArray* tables, DocIdManager* docs,
     search_table_info_t* entry = EntryOf(tables, count.first);
     if (entry != nullptr) entry->found += static_cast<int>(count.second);
   }
-  for (const unsigned long long value : window.hits) {
-    const doc_union_t hit{value};
-    search_table_info_t* entry = EntryOf(tables, TableIdOf(docs, hit.docid()));
+  // Every hit of the window is returned: each table's result is sized to
+  // its share first, then filled.
+  const size_t n = window.hits.size();
+  std::vector<search_table_info_t*> owners(n);
+  std::vector<unsigned int> shares(darray_length(tables), 0);
+  for (size_t h = 0; h < n; ++h) {
+    const int t = EntryIndexOf(tables, TableIdOf(docs, doc_union_t{window.hits[h]}.docid()));
+    owners[h] = t < 0 ? nullptr : TableAt(tables, static_cast<unsigned int>(t));
+    if (t >= 0) ++shares[static_cast<size_t>(t)];
+  }
+  for (size_t h = 0; h < n; ++h) {
+    if (h + kPrefetchAhead < n) docs->prefetchDocInfo(static_cast<int>(doc_union_t{window.hits[h + kPrefetchAhead]}.docid()));
+    search_table_info_t* entry = owners[h];
     if (entry == nullptr) continue;
     if (entry->result == nullptr) {
       entry->result = result->createTableResult();
       if (entry->result == nullptr) continue;
       entry->result->readTableInfo(entry->table);
+      const int t = EntryIndexOf(tables, entry->table->table_id);
+      entry->result->reserve(shares[static_cast<size_t>(t)]);
     }
-    entry->result->add(docs, hit, group_name);
+    entry->result->add(docs, doc_union_t{window.hits[h]}, group_name);
   }
   item->counter += static_cast<int>(window.docs);
   result->sumDocsFound(static_cast<int>(window.docs));
@@ -370,8 +391,15 @@ int GroupSearcher::fillTableResult(SearchResult* result, _DArray* tables,
   DocIdManager* docs = m_indexMgr->doc_mgr;
   const unsigned int n = darray_length(hits);
   const unsigned int table_count = darray_length(tables);
+  bool returning = true;
   for (unsigned int h = 0; h < n; ++h) {
     const doc_union_t hit{darray_get_by_index(hits, h)};
+    // Inside a stretch of returned hits, the records of the next ones are
+    // wanted soon (hits past the window are only counted).
+    if (returning && h + kPrefetchAhead < n) {
+      docs->prefetchDocInfo(static_cast<int>(doc_union_t{darray_get_by_index(hits, h + kPrefetchAhead)}.docid()));
+    }
+    returning = false;
     const unsigned int table_id = TableIdOf(docs, hit.docid());
     search_table_info_t* entry = nullptr;
     for (unsigned int t = 0; t < table_count && entry == nullptr; ++t) {
@@ -397,6 +425,7 @@ int GroupSearcher::fillTableResult(SearchResult* result, _DArray* tables,
       entry->result->readTableInfo(entry->table);
     }
     entry->result->add(docs, hit, m_groupName);
+    returning = true;
   }
   result->sumDocsFound(static_cast<int>(n));
   for (unsigned int t = 0; t < table_count; ++t) {

@@ -1,5 +1,7 @@
 #include "search/search_result.h"
 
+#include <limits.h>
+
 namespace mobile_search {
 
 SearchResult::SearchResult(bool owning)
@@ -79,6 +81,16 @@ StringBuffer* SearchResult::serialize() const {
   const int n = getTableCount();
   if (n == 0) return nullptr;
   StringBuffer* out = new StringBuffer();
+  // Sized once: a result of many hits would otherwise be copied into a
+  // buffer twice as large again and again.
+  size_t bound = 32;
+  for (int i = 0; i < n; ++i) {
+    const TableResult* table = getTableResult(i);
+    if (table != nullptr) bound += table->serializedBound() + 1;
+  }
+  if (bound < static_cast<size_t>(INT_MAX / 2) && static_cast<int>(bound) > out->size) {
+    out->expand(static_cast<int>(bound) - out->size);
+  }
   out->append("{\"all_result\":[");
   bool first = true;
   for (int i = 0; i < n; ++i) {

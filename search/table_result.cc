@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "search/json_text.h"
 #include "storage/doc_id_manager.h"
 
 namespace mobile_search {
@@ -31,63 +32,22 @@ void AppendText(StringBuffer* out, const char* s) {
   if (s != nullptr && s[0] != '\0') out->append(s);
 }
 
-// Writes ,"name":[ then the entries, then ]. `entry` appends one entry and
-// returns false when the entry is to be skipped.
-// Collects the text of one array in a local block and hands it to the
-// output a block at a time: a result of many hits would otherwise grow the
-// output with several small appends per hit.
-class Chunk {
- public:
-  explicit Chunk(StringBuffer* out) : out_(out) {}
-  ~Chunk() { flush(); }
-  Chunk(const Chunk&) = delete;
-  Chunk& operator=(const Chunk&) = delete;
-
-  void put(char c) {
-    if (len_ == sizeof(text_)) flush();
-    text_[len_++] = c;
-  }
-  void put(const char* s, int n) {
-    if (n > static_cast<int>(sizeof(text_) - len_)) flush();
-    if (n > static_cast<int>(sizeof(text_))) {
-      out_->append(s, n);
-      return;
-    }
-    memcpy(text_ + len_, s, static_cast<size_t>(n));
-    len_ += static_cast<size_t>(n);
-  }
-  void put(const char* s) { put(s, static_cast<int>(strlen(s))); }
-  // As StringBuffer::append(int) writes it.
-  void put(int value) {
-    unsigned int v = value < 0 ? 0u - static_cast<unsigned int>(value) : static_cast<unsigned int>(value);
-    char digits[12];
-    int at = sizeof(digits);
-    do {
-      digits[--at] = static_cast<char>('0' + v % 10);
-      v /= 10;
-    } while (v != 0);
-    if (value < 0) digits[--at] = '-';
-    put(digits + at, static_cast<int>(sizeof(digits)) - at);
-  }
-  void flush() {
-    if (len_ > 0) out_->append(text_, static_cast<int>(len_));
-    len_ = 0;
-  }
-
- private:
-  StringBuffer* out_;
-  char text_[4096];
-  size_t len_ = 0;
-};
-
-template <typename Entry>
-void AppendArray(const char* name, const ArrayList* list, StringBuffer* out,
-                 Entry entry) {
-  if (list == nullptr || list->length() == 0) return;
-  Chunk text(out);
+// Writes ,"name":[ ; false (nothing written) for an absent or empty list.
+bool OpenArray(const char* name, const ArrayList* list, JsonText& text) {
+  if (list == nullptr || list->length() == 0) return false;
   text.put(",\"");
   text.put(name);
   text.put("\":[");
+  return true;
+}
+
+// Writes ,"name":[ then the entries, then ]. `entry` appends one entry and
+// returns false when the entry is to be skipped.
+template <typename Entry>
+void AppendArray(const char* name, const ArrayList* list, StringBuffer* out,
+                 Entry entry) {
+  JsonText text(out);
+  if (!OpenArray(name, list, text)) return;
   const unsigned int n = list->length();
   for (unsigned int i = 0; i < n; ++i) {
     // A skipped entry takes its separator with it, so an empty last entry
@@ -98,11 +58,15 @@ void AppendArray(const char* name, const ArrayList* list, StringBuffer* out,
   text.put(']');
 }
 
-bool AppendQuoted(Chunk& out, const char* s, int len) {
+bool AppendQuoted(JsonText& out, const char* s, int len) {
   if (s == nullptr || len <= 0) return false;
-  out.put('"');
-  out.put(s, len);
-  out.put('"');
+  char* at = out.reserve(len + 2);
+  if (at == nullptr) return true;
+  *at++ = '"';
+  memcpy(at, s, static_cast<size_t>(len));
+  at += len;
+  *at++ = '"';
+  out.commit(at);
   return true;
 }
 
@@ -115,6 +79,7 @@ TableResult::TableResult(bool owning)
       weight_arr_(NewList()),
       group_arr_(NewList()),
       pkey_hash_array_(NewList()),
+      keys_(kKeyCapacity),
       docs_found_(0),
       table_id_(0),
       index_name_(nullptr),
@@ -131,9 +96,7 @@ TableResult::~TableResult() {
   // only owned keys would leak those of the per-group results, which are
   // created non-owning and merged away.
   const unsigned int n = pkey_arr_->length();
-  for (unsigned int i = 0; i < n; ++i) {
-    str_buffer_free(SlotPtr<_str_buffer_t>(pkey_arr_, static_cast<int>(i)));
-  }
+  for (unsigned int i = 0; i < n; ++i) freeKey(SlotPtr<_str_buffer_t>(pkey_arr_, static_cast<int>(i)));
   delete pkey_arr_;
   delete offset_arr_;
   delete field_id_arr_;
@@ -153,12 +116,40 @@ void TableResult::readTableInfo(const table_info_t* info) {
   field_num_ = info->field_num;
 }
 
+bool TableResult::reserve(unsigned int n) {
+  ArrayList* lists[] = {pkey_arr_, offset_arr_, field_id_arr_, weight_arr_, group_arr_};
+  bool ok = keys_.reserve(n);
+  for (ArrayList* list : lists) ok = list->reserve(n) == RET_OK && ok;
+  return ok;
+}
+
+_str_buffer_t* TableResult::newKey(const char* text, int len) {
+  // A key that fits the capacity goes into the slab; a longer one gets a
+  // heap buffer grown to it, as a capacity-32 buffer always was.
+  _str_buffer_t* key = keys_.create(text, len);
+  if (key != nullptr) return key;
+  key = str_buffer_create(kKeyCapacity);
+  if (key != nullptr && len > 0) str_buffer_append(key, text, len);
+  return key;
+}
+
+void TableResult::freeKey(_str_buffer_t* key) {
+  if (!keys_.owns(key)) str_buffer_free(key);
+}
+
 int TableResult::add(DocIdManager* ids, doc_union_t hit,
                      _str_buffer_t* group_name) {
   if (ids == nullptr) return -1;
-  _str_buffer_t* key = str_buffer_create(kKeyCapacity);
+  const char* text = nullptr;
+  unsigned int len = 0;
+  _str_buffer_t* key = nullptr;
+  if (ids->getPKeyView(static_cast<int>(hit.docid()), &text, &len) == 0) {
+    key = newKey(text, static_cast<int>(len));
+  } else {
+    // No key to read: an empty buffer, as getPKey leaves it.
+    key = newKey(nullptr, 0);
+  }
   if (key == nullptr) return -1;
-  ids->getPKey(static_cast<int>(hit.docid()), key);
   pkey_arr_->add(static_cast<const void*>(key));
   field_id_arr_->add(static_cast<unsigned long long>(hit.field()));
   weight_arr_->add(static_cast<unsigned long long>(hit.weight()));
@@ -170,9 +161,8 @@ int TableResult::add(DocIdManager* ids, doc_union_t hit,
 int TableResult::insert(int position, _str_buffer_t* pkey,
                         unsigned char weight, unsigned char field_id,
                         unsigned char doc_id, const char* group) {
-  _str_buffer_t* key = str_buffer_create(kKeyCapacity);
+  _str_buffer_t* key = pkey != nullptr && pkey->data != nullptr ? newKey(pkey->data, pkey->len) : newKey(nullptr, 0);
   if (key == nullptr) return -1;
-  str_buffer_append(key, pkey);
   const unsigned int at = position < 0 ? 0u : static_cast<unsigned int>(position);
   pkey_arr_->insert(at, ptr_to_slot(key));
   weight_arr_->insert(at, static_cast<unsigned long long>(weight));
@@ -185,7 +175,7 @@ int TableResult::insert(int position, _str_buffer_t* pkey,
 int TableResult::deleteDoc(int i) {
   if (!InRange(pkey_arr_, i)) return -1;
   const unsigned int at = static_cast<unsigned int>(i);
-  str_buffer_free(SlotPtr<_str_buffer_t>(pkey_arr_, i));
+  freeKey(SlotPtr<_str_buffer_t>(pkey_arr_, i));
   pkey_arr_->remove(at);
   offset_arr_->remove(at);
   field_id_arr_->remove(at);
@@ -260,6 +250,28 @@ int TableResult::mergeAndSortTableResult(TableResult* other) {
   return n;
 }
 
+size_t TableResult::serializedBound() const {
+  auto text = [](const char* s) { return s == nullptr ? size_t{0} : strlen(s); };
+  // The fixed keys and punctuation, three numbers, the names.
+  size_t bytes = 160 + 3 * 12 + text(table_name_) + text(db_name_) + text(key_field_) + text(field_list_);
+  const ArrayList* numbers[] = {offset_arr_, field_id_arr_, weight_arr_, pkey_hash_array_};
+  for (const ArrayList* list : numbers) bytes += 24 + list->length() * size_t{12};
+  bytes += 24 + 24;
+  for (unsigned int i = 0; i < pkey_arr_->length(); ++i) {
+    const _str_buffer_t* key = SlotPtr<_str_buffer_t>(pkey_arr_, static_cast<int>(i));
+    bytes += 3 + (key == nullptr || key->len < 0 ? 0 : static_cast<size_t>(key->len));
+  }
+  const char* last = nullptr;
+  size_t last_len = 0;
+  for (unsigned int i = 0; i < group_arr_->length(); ++i) {
+    const char* group = SlotPtr<const char>(group_arr_, static_cast<int>(i));
+    if (group != last) last_len = text(group);
+    last = group;
+    bytes += 3 + last_len;
+  }
+  return bytes;
+}
+
 void TableResult::serialize(StringBuffer* out) const {
   if (out == nullptr) return;
   out->append("{\"table_name\":\"");
@@ -288,15 +300,22 @@ void TableResult::serialize(StringBuffer* out) const {
 
 void TableResult::appendIntArray(const char* name, const ArrayList* list,
                                  StringBuffer* out) {
-  AppendArray(name, list, out, [](unsigned long long slot, Chunk& text) {
-    text.put(static_cast<int>(static_cast<uint32_t>(slot)));
-    return true;
-  });
+  JsonText text(out);
+  if (!OpenArray(name, list, text)) return;
+  // Every entry is written, so the room for all of them is made at once.
+  const unsigned int n = list->length();
+  char* at = n < (1u << 26) ? text.reserve(static_cast<int>(n) * (JsonText::kIntChars + 1) + 1) : nullptr;
+  if (at == nullptr) return;
+  for (unsigned int i = 0; i < n; ++i) {
+    at = JsonText::writeInt(at, static_cast<int>(static_cast<uint32_t>(list->get(i))));
+    *at++ = i + 1 < n ? ',' : ']';
+  }
+  text.commit(at);
 }
 
 void TableResult::appendStrArray(const char* name, const ArrayList* list,
                                  StringBuffer* out) {
-  AppendArray(name, list, out, [](unsigned long long slot, Chunk& text) {
+  AppendArray(name, list, out, [](unsigned long long slot, JsonText& text) {
     const char* s = static_cast<const char*>(slot_to_ptr(slot));
     return AppendQuoted(text, s, s == nullptr ? 0 : static_cast<int>(strlen(s)));
   });
@@ -304,7 +323,7 @@ void TableResult::appendStrArray(const char* name, const ArrayList* list,
 
 void TableResult::appendStrBufferArray(const char* name, const ArrayList* list,
                                        StringBuffer* out) {
-  AppendArray(name, list, out, [](unsigned long long slot, Chunk& text) {
+  AppendArray(name, list, out, [](unsigned long long slot, JsonText& text) {
     const _str_buffer_t* s = static_cast<const _str_buffer_t*>(slot_to_ptr(slot));
     return AppendQuoted(text, s == nullptr ? nullptr : s->data,
                         s == nullptr ? 0 : s->len);

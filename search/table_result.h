@@ -2,7 +2,8 @@
 // single table, with the table's description and its found count.
 //
 // Ownership: the six lists and every primary-key buffer in pkey_arr belong to
-// the TableResult. The table's names and field list are borrowed from its
+// the TableResult. Keys that add() and insert() make live in a slab of the
+// result (one allocation for many keys); keys are read-only once added. The table's names and field list are borrowed from its
 // configuration record (table_info_t) and the group names from the group
 // searchers, so a result must not outlive the configuration it was made from.
 //
@@ -22,6 +23,7 @@
 #include "config/config_records.h"
 #include "foundation/dynamic_array.h"
 #include "foundation/string_buffer.h"
+#include "foundation/string_buffer_slab.h"
 #include "storage/index_term.h"
 
 namespace mobile_search {
@@ -48,6 +50,11 @@ class TableResult {
   // `group_name`. Returns 0; -1 (nothing added) when `ids` is null or the
   // key buffer cannot be made.
   int add(DocIdManager* ids, doc_union_t hit, _str_buffer_t* group_name);
+
+  // Makes room for `n` more documents in every list and for their keys, so
+  // that adding them allocates nothing more. False when memory runs out
+  // (adding still works, growing as it goes).
+  bool reserve(unsigned int n);
 
   // Inserts one document at `position` (clamped to the count) with a fresh
   // copy of `pkey`. Returns 0, or -1 when the copy cannot be made.
@@ -88,6 +95,9 @@ class TableResult {
   // the number of entries of `other`.
   int mergeAndSortTableResult(TableResult* other);
 
+  // Bytes serialize() appends at most (a bound, for sizing the output once).
+  size_t serializedBound() const;
+
   // Appends this table's JSON object to `out`. Strings are written as they
   // are, without escaping.
   void serialize(StringBuffer* out) const;
@@ -105,12 +115,18 @@ class TableResult {
                                    StringBuffer* out);
 
  private:
+  // A key buffer holding the `len` bytes at `text` (null: empty), or null.
+  _str_buffer_t* newKey(const char* text, int len);
+  // Frees a key of pkey_arr unless the slab holds it.
+  void freeKey(_str_buffer_t* key);
+
   ArrayList* pkey_arr_;
   ArrayList* offset_arr_;
   ArrayList* field_id_arr_;
   ArrayList* weight_arr_;
   ArrayList* group_arr_;
   ArrayList* pkey_hash_array_;
+  StrBufferSlab keys_;  // storage of the keys add() and insert() made
 
   int docs_found_;
   unsigned int table_id_;

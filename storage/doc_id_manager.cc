@@ -278,29 +278,50 @@ int DocIdManager::getDocid(unsigned int tableId, const char* pkey) {
   return getDocid(tableId, pkey, del, 0, sum, crc);
 }
 
-int DocIdManager::getPKey(int docid, _str_buffer_t* out) {
-  if (!opened || out == nullptr) return -1;
+int DocIdManager::getPKeyView(int docid, const char** text, unsigned int* len) {
+  if (!opened || text == nullptr || len == nullptr) return -1;
   // Like every lookup by id, only the id's data file bounds the record: an
   // id past the count reads the zero record there (an empty key).
   const pkey_docid_t* rec = getDocInfoById(docid);
   if (rec == nullptr) return -1;
-  unsigned int len = rec->keyLen();
+  const unsigned int n = rec->keyLen();
   if (!rec->longKey()) {
-    str_buffer_reset(out);
-    char key[pkey_docid_t::kInlineKey];
-    memcpy(key, rec->inlineKey(), len);
-    str_buffer_append(out, key, static_cast<int>(len));
+    *text = reinterpret_cast<const char*>(rec->inlineKey());
+    *len = n;
     return 0;
   }
   // Resolved through offset2Addr, so only keys in the first key file are
-  // found (see BlockFiles::getSafeOffset). Exactly the key's bytes are
-  // copied: the key store holds keys back to back without terminators.
+  // found (see BlockFiles::getSafeOffset). The key store holds keys back to
+  // back without terminators: exactly the key's bytes belong to it.
   const char* addr = static_cast<const char*>(keyStore->offset2Addr(rec->keyOffset()));
   if (addr == nullptr) return -1;
-  unsigned long long end = static_cast<unsigned long long>(rec->keyOffset()) + len;
+  unsigned long long end = static_cast<unsigned long long>(rec->keyOffset()) + n;
   if (end > keyStore->getContentLen() || end > keyStore->getFileSize()) return -1;
-  str_buffer_append(out, addr, static_cast<int>(len));
+  *text = addr;
+  *len = n;
   return 0;
+}
+
+int DocIdManager::getPKey(int docid, _str_buffer_t* out) {
+  if (!opened || out == nullptr) return -1;
+  const char* text = nullptr;
+  unsigned int len = 0;
+  if (getPKeyView(docid, &text, &len) != 0) return -1;
+  // An inline key replaces the content; a long one is appended to it.
+  if (len <= pkey_docid_t::kInlineKey) {
+    str_buffer_reset(out);
+    char key[pkey_docid_t::kInlineKey];
+    memcpy(key, text, len);
+    str_buffer_append(out, key, static_cast<int>(len));
+    return 0;
+  }
+  str_buffer_append(out, text, static_cast<int>(len));
+  return 0;
+}
+
+void DocIdManager::prefetchDocInfo(int docid) {
+  const pkey_docid_t* rec = getDocInfoById(docid);
+  if (rec != nullptr) __builtin_prefetch(rec->bytes);
 }
 
 unsigned int DocIdManager::getTabMD5Id(int docid) {

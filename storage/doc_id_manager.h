@@ -98,6 +98,13 @@ class DocIdManager {
   // long key is appended). 0; -1 when not open, out is null, there is no
   // record (getDocInfoById), or a long key cannot be resolved.
   int getPKey(int docid, _str_buffer_t* out);
+  // The key bytes of `docid` where they are stored (the record's inline
+  // bytes or the key store's map), without a copy: 0 with `text` and `len`
+  // set, or -1 where getPKey fails. Valid until the stores change.
+  int getPKeyView(int docid, const char** text, unsigned int* len);
+  // Asks the CPU to bring the record of `docid` into the cache: result
+  // building reads the records of many hits in a row.
+  void prefetchDocInfo(int docid);
   // Table id of the record; 0 when there is none.
   unsigned int getTabMD5Id(int docid);
   // 1 when the record is marked deleted; 0 otherwise or without a record.

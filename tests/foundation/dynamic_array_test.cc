@@ -42,6 +42,15 @@ TEST(DynamicArray, GrowsByTwicePlusEightAndShrinksOnlyBelowHalf) {
   ArrayList list;
   EXPECT_EQ(RET_OK, list.expand(9));  // one growth step, whatever is asked
   EXPECT_EQ(24u, list.capacity);
+  // A reserve grows once to exactly what is asked, keeping the slots.
+  list.add(7ULL);
+  EXPECT_EQ(RET_OK, list.reserve(99));
+  EXPECT_EQ(100u, list.capacity);
+  EXPECT_EQ(7u, list.get(0));
+  EXPECT_EQ(0u, list.items[1]);
+  EXPECT_EQ(0u, list.items[100]);  // the spare slot
+  EXPECT_EQ(RET_OK, list.reserve(10));  // room enough: unchanged
+  EXPECT_EQ(100u, list.capacity);
   darray_destroy(arr);
 
   arr = make_array({1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12});  // capacity 24

@@ -1,4 +1,5 @@
 #include "foundation/string_buffer.h"
+#include "foundation/string_buffer_slab.h"
 
 #include <gtest/gtest.h>
 #include <string.h>
@@ -61,6 +62,35 @@ TEST(StringBuffer, CreationFormsAndEmbeddedBytes) {
   EXPECT_EQ(3, StringBuffer(&cls).length());
   EXPECT_EQ(0, StringBuffer(static_cast<const StringBuffer*>(nullptr)).length());
   for (_str_buffer_t* b : {blank, empty, copy, raw}) str_buffer_free(b);
+}
+
+// Slab buffers look like str_buffer_create(capacity) ones, across several
+// blocks; only the slab's own are claimed, and text over the capacity is
+// refused (the caller then makes a heap buffer).
+TEST(StringBuffer, SlabBuffersAreOrdinaryBuffersOfOneCapacity) {
+  StrBufferSlab slab(32);
+  ASSERT_TRUE(slab.reserve(10));
+  std::vector<_str_buffer_t*> made;
+  for (int i = 0; i < 300; ++i) {
+    const std::string key = std::to_string(i * 7919);
+    made.push_back(slab.create(key.data(), static_cast<int>(key.size())));
+    ASSERT_NE(nullptr, made.back());
+  }
+  for (int i = 0; i < 300; ++i) {
+    EXPECT_EQ(std::to_string(i * 7919), text(made[i]));
+    EXPECT_EQ(33, made[i]->size);
+    expect_sound(made[i]);
+    EXPECT_TRUE(slab.owns(made[i]));
+  }
+  _str_buffer_t* empty = slab.create(nullptr, 0);
+  ASSERT_NE(nullptr, empty);
+  EXPECT_EQ(0, empty->len);
+  const std::string full(32, 'k');
+  EXPECT_NE(nullptr, slab.create(full.data(), 32));
+  EXPECT_EQ(nullptr, slab.create((full + "k").data(), 33));
+  _str_buffer_t* heap = str_buffer_create(32);
+  EXPECT_FALSE(slab.owns(heap));
+  str_buffer_free(heap);
 }
 
 TEST(StringBuffer, CompareIsBytewiseThenByLengthWithItsNullRules) {

@@ -5,6 +5,7 @@
 // results of several groups. Field filters, sort weights and ordinary JSON
 // texts are checked end to end through Searcher.
 #include <algorithm>
+#include <cstring>
 #include <memory>
 #include <random>
 #include <string>
@@ -165,6 +166,49 @@ TEST(SearchResultJson, EmptyResultsRawStringsAndEmptyEntries) {
       "\"weight_arr\":[1,2,3],\"group_arr\":[\"default\",\"default\",]}"
       "]}",
       std::string(json->data, json->len));
+}
+
+// Keys of a result come from its slab, from the heap (longer than 32 bytes)
+// or from a table listing; each is freed once, deleted or not, and the
+// serialized text fits the bound the output is sized by.
+TEST(SearchResultJson, KeysOfEveryOriginAreKeptAndFreedOnce) {
+  TableInfoPtr info = MakeTable("t", "f", 1);
+  SearchResult result(true);
+  const std::string long_key(40, 'L');
+  AddTable(&result, info.get(),
+           {{"short", 9, 0, 1, "g"}, {long_key.c_str(), 8, 0, 2, "g"}, {"gone", 7, 0, 3, "g"},
+            {(long_key + "x").c_str(), 6, 0, 4, "g"}},
+           4);
+  TableResult* t = result.getTableResult(0);
+  t->getPkeyArray()->add(static_cast<const void*>(str_buffer_create("listed")));
+  EXPECT_EQ(33, t->getPkey(0)->size);
+  ASSERT_EQ(0, t->deleteDoc(2));
+  ASSERT_EQ(0, t->deleteDoc(2));
+  ASSERT_EQ(3, t->getCount());
+  EXPECT_EQ(long_key, std::string(t->getPkey(1)->data));
+  EXPECT_EQ(8, t->getWeight(1));
+  result.sumDocsFound(1);
+  std::unique_ptr<StringBuffer> json(result.serialize());
+  ASSERT_NE(nullptr, json);
+  EXPECT_LE(static_cast<size_t>(json->len), t->serializedBound() + 32);
+  EXPECT_NE(nullptr, strstr(json->data, ("\"pkey_arr\":[\"short\",\"" + long_key + "\",\"listed\"]").c_str()));
+}
+
+// Number arrays hold 64-bit slots and are written as their low 32 bits read
+// as a signed int, every digit count included.
+TEST(SearchResultJson, NumberArraysAreSignedDecimalsOfTheLow32Bits) {
+  ArrayList list;
+  std::string expected = ",\"n\":[";
+  const unsigned long long values[] = {0, 7, 10, 99, 100, 65535, 16777215, 123456789, 2147483647,
+                                       0x80000000ULL, 0xFFFFFFFFULL, 0x1234500000001ULL};
+  for (unsigned long long v : values) {
+    list.add(v);
+    expected += std::to_string(static_cast<int>(static_cast<uint32_t>(v))) + ",";
+  }
+  expected.back() = ']';
+  StringBuffer out;
+  TableResult::appendIntArray("n", &list, &out);
+  EXPECT_EQ(expected, std::string(out.data, out.len));
 }
 
 // Merging the part of an older group into the running result: a key in both
