@@ -16,6 +16,7 @@
 #include "search/table_result.h"
 #include "search/weight_order.h"
 #include "storage/doc_id_manager.h"
+#include "storage/doc_record_cursor.h"
 #include "storage/index_manager.h"
 #include "storage/index_term.h"
 #include "text/token_rules.h"
@@ -181,6 +182,14 @@ search_table_info_t* EntryOf(const _DArray* tables, unsigned int table_id) {
 // the keys of many hits waits on memory otherwise.
 constexpr size_t kPrefetchAhead = 16;
 
+// TableResult::add, with the key read through `records`.
+void AddHit(TableResult* result, DocRecordCursor* records, doc_union_t hit, _str_buffer_t* group_name) {
+  const char* key = nullptr;
+  unsigned int len = 0;
+  if (records->keyView(hit.docid(), &key, &len) != 0) key = nullptr;
+  result->add(key, static_cast<int>(len), hit, group_name);
+}
+
 // fillTableResult for merged hits known only through a window of them: the
 // whole count, the documents per table and the hits of the paging window
 // (the positions [start, start + num) of the single item all tables share).
@@ -200,8 +209,9 @@ void FillWindow(SearchResult* result, const _DArray* tables, DocIdManager* docs,
     owners[h] = t < 0 ? nullptr : TableAt(tables, static_cast<unsigned int>(t));
     if (t >= 0) ++shares[static_cast<size_t>(t)];
   }
+  DocRecordCursor ahead(docs), records(docs);
   for (size_t h = 0; h < n; ++h) {
-    if (h + kPrefetchAhead < n) docs->prefetchDocInfo(static_cast<int>(doc_union_t{window.hits[h + kPrefetchAhead]}.docid()));
+    if (h + kPrefetchAhead < n) ahead.prefetch(doc_union_t{window.hits[h + kPrefetchAhead]}.docid());
     search_table_info_t* entry = owners[h];
     if (entry == nullptr) continue;
     if (entry->result == nullptr) {
@@ -211,7 +221,7 @@ void FillWindow(SearchResult* result, const _DArray* tables, DocIdManager* docs,
       const int t = EntryIndexOf(tables, entry->table->table_id);
       entry->result->reserve(shares[static_cast<size_t>(t)]);
     }
-    entry->result->add(docs, doc_union_t{window.hits[h]}, group_name);
+    AddHit(entry->result, &records, doc_union_t{window.hits[h]}, group_name);
   }
   item->counter += static_cast<int>(window.docs);
   result->sumDocsFound(static_cast<int>(window.docs));
@@ -392,13 +402,12 @@ int GroupSearcher::fillTableResult(SearchResult* result, _DArray* tables,
   const unsigned int n = darray_length(hits);
   const unsigned int table_count = darray_length(tables);
   bool returning = true;
+  DocRecordCursor ahead(docs), records(docs);
   for (unsigned int h = 0; h < n; ++h) {
     const doc_union_t hit{darray_get_by_index(hits, h)};
     // Inside a stretch of returned hits, the records of the next ones are
     // wanted soon (hits past the window are only counted).
-    if (returning && h + kPrefetchAhead < n) {
-      docs->prefetchDocInfo(static_cast<int>(doc_union_t{darray_get_by_index(hits, h + kPrefetchAhead)}.docid()));
-    }
+    if (returning && h + kPrefetchAhead < n) ahead.prefetch(doc_union_t{darray_get_by_index(hits, h + kPrefetchAhead)}.docid());
     returning = false;
     const unsigned int table_id = TableIdOf(docs, hit.docid());
     search_table_info_t* entry = nullptr;
@@ -424,7 +433,7 @@ int GroupSearcher::fillTableResult(SearchResult* result, _DArray* tables,
       if (entry->result == nullptr) continue;
       entry->result->readTableInfo(entry->table);
     }
-    entry->result->add(docs, hit, m_groupName);
+    AddHit(entry->result, &records, hit, m_groupName);
     returning = true;
   }
   result->sumDocsFound(static_cast<int>(n));

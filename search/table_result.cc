@@ -142,13 +142,12 @@ int TableResult::add(DocIdManager* ids, doc_union_t hit,
   if (ids == nullptr) return -1;
   const char* text = nullptr;
   unsigned int len = 0;
-  _str_buffer_t* key = nullptr;
-  if (ids->getPKeyView(static_cast<int>(hit.docid()), &text, &len) == 0) {
-    key = newKey(text, static_cast<int>(len));
-  } else {
-    // No key to read: an empty buffer, as getPKey leaves it.
-    key = newKey(nullptr, 0);
-  }
+  if (ids->getPKeyView(static_cast<int>(hit.docid()), &text, &len) != 0) text = nullptr;
+  return add(text, text == nullptr ? 0 : static_cast<int>(len), hit, group_name);
+}
+
+int TableResult::add(const char* key_text, int key_len, doc_union_t hit, _str_buffer_t* group_name) {
+  _str_buffer_t* key = newKey(key_text, key_text == nullptr ? 0 : key_len);
   if (key == nullptr) return -1;
   pkey_arr_->add(static_cast<const void*>(key));
   field_id_arr_->add(static_cast<unsigned long long>(hit.field()));
@@ -315,9 +314,17 @@ void TableResult::appendIntArray(const char* name, const ArrayList* list,
 
 void TableResult::appendStrArray(const char* name, const ArrayList* list,
                                  StringBuffer* out) {
-  AppendArray(name, list, out, [](unsigned long long slot, JsonText& text) {
+  // Entries are mostly one group's name over and over: its length is
+  // measured once per run of the same pointer.
+  const char* last = nullptr;
+  int last_len = 0;
+  AppendArray(name, list, out, [&last, &last_len](unsigned long long slot, JsonText& text) {
     const char* s = static_cast<const char*>(slot_to_ptr(slot));
-    return AppendQuoted(text, s, s == nullptr ? 0 : static_cast<int>(strlen(s)));
+    if (s != last) {
+      last = s;
+      last_len = s == nullptr ? 0 : static_cast<int>(strlen(s));
+    }
+    return AppendQuoted(text, s, last_len);
   });
 }
 

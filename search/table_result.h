@@ -50,6 +50,9 @@ class TableResult {
   // `group_name`. Returns 0; -1 (nothing added) when `ids` is null or the
   // key buffer cannot be made.
   int add(DocIdManager* ids, doc_union_t hit, _str_buffer_t* group_name);
+  // The same with the key already read (`key` null: an empty key, as when
+  // the key cannot be read). -1 when the key buffer cannot be made.
+  int add(const char* key, int key_len, doc_union_t hit, _str_buffer_t* group_name);
 
   // Makes room for `n` more documents in every list and for their keys, so
   // that adding them allocates nothing more. False when memory runs out

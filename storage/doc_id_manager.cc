@@ -319,11 +319,6 @@ int DocIdManager::getPKey(int docid, _str_buffer_t* out) {
   return 0;
 }
 
-void DocIdManager::prefetchDocInfo(int docid) {
-  const pkey_docid_t* rec = getDocInfoById(docid);
-  if (rec != nullptr) __builtin_prefetch(rec->bytes);
-}
-
 unsigned int DocIdManager::getTabMD5Id(int docid) {
   const pkey_docid_t* rec = getDocInfoById(docid);
   return rec == nullptr ? 0 : rec->tableId();
@@ -335,13 +330,17 @@ int DocIdManager::isDocidDel(unsigned int docid) {
   return (rec != nullptr && rec->deleted() != 0) ? 1 : 0;
 }
 
-pkey_docid_t* DocIdManager::getDocInfoById(int docid) {
-  if (!opened || docid < 0) return nullptr;
-  unsigned int file = static_cast<unsigned int>(docid) / kRecordsPerFile;
-  if (file >= static_cast<unsigned int>(idStore->blockNumber())) return nullptr;
+unsigned char* DocIdManager::recordFile(unsigned int file) {
+  if (!opened || file >= static_cast<unsigned int>(idStore->blockNumber())) return nullptr;
   unsigned int len = 0;
   unsigned char* base = static_cast<unsigned char*>(idStore->getBlockAddress(static_cast<int>(file), len));
-  if (base == nullptr || len == 0) return nullptr;
+  return len == 0 ? nullptr : base;
+}
+
+pkey_docid_t* DocIdManager::getDocInfoById(int docid) {
+  if (docid < 0) return nullptr;
+  unsigned char* base = recordFile(static_cast<unsigned int>(docid) / kRecordsPerFile);
+  if (base == nullptr) return nullptr;
   unsigned int pos = (static_cast<unsigned int>(docid) % kRecordsPerFile) * pkey_docid_t::kSize;
   return reinterpret_cast<pkey_docid_t*>(base + pos);
 }

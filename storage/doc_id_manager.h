@@ -102,9 +102,9 @@ class DocIdManager {
   // bytes or the key store's map), without a copy: 0 with `text` and `len`
   // set, or -1 where getPKey fails. Valid until the stores change.
   int getPKeyView(int docid, const char** text, unsigned int* len);
-  // Asks the CPU to bring the record of `docid` into the cache: result
-  // building reads the records of many hits in a row.
-  void prefetchDocInfo(int docid);
+  // Where data file `file` of the records is mapped, or null when it does
+  // not exist or is empty (getDocInfoById reads records through it).
+  unsigned char* recordFile(unsigned int file);
   // Table id of the record; 0 when there is none.
   unsigned int getTabMD5Id(int docid);
   // 1 when the record is marked deleted; 0 otherwise or without a record.

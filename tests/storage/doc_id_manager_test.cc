@@ -1,4 +1,5 @@
 #include "storage/doc_id_manager.h"
+#include "storage/doc_record_cursor.h"
 
 #include <sys/types.h>
 #include <unistd.h>
@@ -76,6 +77,17 @@ TEST(DocIdManagerTest, KeysAndRecordsAcrossIdFilesAreFoundAfterReopen) {
   EXPECT_EQ(-1, m.getDocid(7, "zero-sum-key"));  // a checksum of 0 is never mapped
   EXPECT_EQ(-1, m.getDocid(7, "other"));
   EXPECT_EQ(7u, m.getTabMD5Id(2));
+  // A cursor reading many ids in a row answers as the manager does, within
+  // a file, across files, past the count and past the last file.
+  DocRecordCursor cursor(&m);
+  for (unsigned int id : {0u, 1u, 2u, 1000u, 110375u, 110376u, 220000u, 5u, n - 1, n, n + 50, 3 * 110376u}) {
+    EXPECT_EQ(m.getDocInfoById(static_cast<int>(id)), cursor.record(id)) << id;
+    const char* text = nullptr;
+    unsigned int len = 0;
+    const std::string expected = PKey(m, static_cast<int>(id));
+    const int found = cursor.keyView(id, &text, &len);
+    EXPECT_EQ(expected, found == 0 ? std::string(text, len) : "<none>") << id;
+  }
   EXPECT_EQ(static_cast<int>(n), m.addPKey(9, "next", 1, 0));
   EXPECT_EQ(0, m.delDocid(220000));
   EXPECT_EQ(1, StoredRecord(dir, 220000)[10]);
