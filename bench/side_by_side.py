@@ -91,6 +91,13 @@ def generate(rows, contacts, per_class, out):
     q["pinyin_full"] = ["".join(p for _, p in n) for n in picks]
     q["pinyin_prefix"] = [s[:rng.randint(2, len(s))] for s in q["pinyin_full"]]
     q["pinyin_initials"] = ["".join(p[0] for _, p in n) for n in picks]
+    # Single characters of the alphabet drawn uniformly rather than cut from
+    # rows (which favours the most frequent ones), among those the corpus
+    # holds; an own generator leaves every other class as it was.
+    present = set("".join(chinese))
+    any_rng = random.Random(20261126)
+    q["han1_any"] = [any_rng.choice([c for c in han if c in present]) for _ in range(per_class)]
+    q["han1_any_all"] = q["han1_any"]
     for cls, lines in q.items():
         with open(os.path.join(out, "queries", cls + ".txt"), "w") as f:
             f.write("\n".join(lines) + "\n")
