@@ -94,9 +94,12 @@ TableResult::~TableResult() {
   // Every key buffer in the list was made for this result (by add, insert or
   // a table listing), so it is freed whatever the owning flag says: freeing
   // only owned keys would leak those of the per-group results, which are
-  // created non-owning and merged away.
+  // created non-owning and merged away. Keys in the slab go with it; the
+  // list is walked only when it may hold others.
   const unsigned int n = pkey_arr_->length();
-  for (unsigned int i = 0; i < n; ++i) freeKey(SlotPtr<_str_buffer_t>(pkey_arr_, static_cast<int>(i)));
+  if (heap_keys_) {
+    for (unsigned int i = 0; i < n; ++i) freeKey(SlotPtr<_str_buffer_t>(pkey_arr_, static_cast<int>(i)));
+  }
   delete pkey_arr_;
   delete offset_arr_;
   delete field_id_arr_;
@@ -130,6 +133,7 @@ _str_buffer_t* TableResult::newKey(const char* text, int len) {
   if (key != nullptr) return key;
   key = str_buffer_create(kKeyCapacity);
   if (key != nullptr && len > 0) str_buffer_append(key, text, len);
+  heap_keys_ = heap_keys_ || key != nullptr;
   return key;
 }
 

@@ -86,7 +86,10 @@ class TableResult {
   bool isOwning() const { return owning_; }
   // The key list itself; table listings append `_str_buffer_t*` keys to it
   // directly and the result then frees them.
-  ArrayList* getPkeyArray() { return pkey_arr_; }
+  ArrayList* getPkeyArray() {
+    heap_keys_ = true;
+    return pkey_arr_;
+  }
 
   // Removes every document that this result and `other` both hold (same key
   // text), keeping the better one: lower field id, then higher weight, then
@@ -130,6 +133,7 @@ class TableResult {
   ArrayList* group_arr_;
   ArrayList* pkey_hash_array_;
   StrBufferSlab keys_;  // storage of the keys add() and insert() made
+  bool heap_keys_ = false;  // whether pkey_arr may hold keys outside the slab
 
   int docs_found_;
   unsigned int table_id_;
