@@ -206,53 +206,6 @@ const char* TableResult::getGroupName(int i) const {
 
 unsigned char TableResult::getDocId(int i) const { return ByteAt(offset_arr_, i); }
 
-int TableResult::filterSamePkeyInTableResult(TableResult* other) {
-  if (other == nullptr) return 0;
-  int removed = 0;
-  int i = 0;
-  while (i < other->getCount()) {
-    _str_buffer_t* key = other->getPkey(i);
-    int j = 0;
-    const int mine = getCount();
-    while (j < mine && str_buffer_compare(getPkey(j), key) != 0) ++j;
-    if (j == mine) {
-      ++i;
-      continue;
-    }
-    const unsigned char my_field = getFieldId(j);
-    const unsigned char their_field = other->getFieldId(i);
-    bool other_wins;
-    if (my_field != their_field) {
-      other_wins = their_field < my_field;
-    } else {
-      other_wins = other->getWeight(i) > getWeight(j);
-    }
-    ++removed;
-    if (other_wins) {
-      deleteDoc(j);
-      ++i;
-    } else {
-      // The entry now at `i` is the next one of `other`: examine it again.
-      other->deleteDoc(i);
-    }
-  }
-  return removed;
-}
-
-int TableResult::mergeAndSortTableResult(TableResult* other) {
-  if (other == nullptr) return 0;
-  const int n = other->getCount();
-  int j = 0;
-  for (int i = 0; i < n; ++i) {
-    const unsigned char weight = other->getWeight(i);
-    while (j < getCount() && getWeight(j) >= weight) ++j;
-    insert(j, other->getPkey(i), weight, other->getFieldId(i),
-           other->getDocId(i), other->getGroupName(i));
-    ++j;
-  }
-  return n;
-}
-
 size_t TableResult::serializedBound() const {
   auto text = [](const char* s) { return s == nullptr ? size_t{0} : strlen(s); };
   // The fixed keys and punctuation, three numbers, the names.

@@ -93,12 +93,15 @@ class TableResult {
 
   // Removes every document that this result and `other` both hold (same key
   // text), keeping the better one: lower field id, then higher weight, then
-  // this result's. Returns the number removed from either side.
+  // this result's. Returns the number removed from either side. Large
+  // results with unique keys are matched through a hash table; the outcome
+  // is the pairwise scan's.
   int filterSamePkeyInTableResult(TableResult* other);
 
   // Merges `other`'s entries (weight order, higher first) into this result's
   // (same order); on equal weight this result's entries stay first. Returns
-  // the number of entries of `other`.
+  // the number of entries of `other`. Large results are merged in one pass
+  // into new lists, with the order the one-by-one insertion gives.
   int mergeAndSortTableResult(TableResult* other);
 
   // Bytes serialize() appends at most (a bound, for sizing the output once).
@@ -121,6 +124,17 @@ class TableResult {
                                    StringBuffer* out);
 
  private:
+  // The pairwise forms of the two merge steps above (small results, or keys
+  // repeating within one side, or no memory for the fast forms).
+  int filterSamePkeyPairwise(TableResult* other);
+  int mergeAndSortByInsertion(TableResult* other);
+  // The one-pass forms; false (nothing changed) when they cannot run.
+  bool filterSamePkeyHashed(TableResult* other, int* removed);
+  bool mergeAndSortInOnePass(TableResult* other);
+  // Removes the entries whose mark is set (one mark per entry), keeping the
+  // order of the others, as deleteDoc on each would.
+  void removeMarked(const unsigned char* marks);
+
   // A key buffer holding the `len` bytes at `text` (null: empty), or null.
   _str_buffer_t* newKey(const char* text, int len);
   // Frees a key of pkey_arr unless the slab holds it.

@@ -211,6 +211,89 @@ TEST(SearchResultJson, NumberArraysAreSignedDecimalsOfTheLow32Bits) {
   EXPECT_EQ(expected, std::string(out.data, out.len));
 }
 
+// The described merge steps, one pair of keys and one insertion at a time:
+// the reference for the one-pass forms large results take.
+int ReferenceFilter(TableResult* mine, TableResult* other) {
+  int removed = 0;
+  for (int i = 0; i < other->getCount();) {
+    int j = 0;
+    while (j < mine->getCount() && str_buffer_compare(mine->getPkey(j), other->getPkey(i)) != 0) ++j;
+    if (j == mine->getCount()) {
+      ++i;
+      continue;
+    }
+    ++removed;
+    const bool other_wins = mine->getFieldId(j) != other->getFieldId(i)
+                                ? other->getFieldId(i) < mine->getFieldId(j)
+                                : other->getWeight(i) > mine->getWeight(j);
+    if (other_wins) {
+      mine->deleteDoc(j);
+      ++i;
+    } else {
+      other->deleteDoc(i);
+    }
+  }
+  return removed;
+}
+
+void ReferenceMerge(TableResult* mine, TableResult* other) {
+  int j = 0;
+  for (int i = 0; i < other->getCount(); ++i) {
+    while (j < mine->getCount() && mine->getWeight(j) >= other->getWeight(i)) ++j;
+    mine->insert(j++, other->getPkey(i), other->getWeight(i), other->getFieldId(i), other->getDocId(i),
+                 other->getGroupName(i));
+  }
+}
+
+// Random sides of a merge: keys drawn from a shared pool (so many are on
+// both sides, and with `repeats` some twice on one side), few weights (ties),
+// entries by weight, higher first, as a group returns them.
+std::vector<Entry> RandomSide(std::mt19937* rng, int n, bool repeats, const char* group,
+                              std::vector<std::string>* keys) {
+  std::vector<Entry> side;
+  std::vector<int> picks(600);
+  for (int k = 0; k < 600; ++k) picks[k] = k;
+  std::shuffle(picks.begin(), picks.end(), *rng);
+  for (int e = 0; e < n; ++e) {
+    const int k = repeats && e % 7 == 6 ? picks[e - 1] : picks[e];
+    keys->push_back("key" + std::to_string(k));
+    side.push_back({nullptr, static_cast<unsigned char>(10 * ((*rng)() % 4)), static_cast<unsigned char>((*rng)() % 3),
+                    static_cast<unsigned char>(e), group});
+  }
+  std::stable_sort(side.begin(), side.end(), [](const Entry& a, const Entry& b) { return a.weight > b.weight; });
+  return side;
+}
+
+TEST(SearchResultMerge, LargeResultsMergeAsThePairwiseStepsDo) {
+  TableInfoPtr info = MakeTable("t", "f", 1);
+  std::mt19937 rng(7);
+  for (int round = 0; round < 6; ++round) {
+    const bool repeats = round % 3 == 2;
+    std::vector<std::string> keys_a, keys_b;
+    std::vector<Entry> a = RandomSide(&rng, 250 + round * 30, repeats, "new", &keys_a);
+    std::vector<Entry> b = RandomSide(&rng, 200 + round * 40, repeats && round > 3, "old", &keys_b);
+    for (size_t e = 0; e < a.size(); ++e) a[e].key = keys_a[a[e].doc].c_str();
+    for (size_t e = 0; e < b.size(); ++e) b[e].key = keys_b[b[e].doc].c_str();
+    SearchResult fast(true), plain(true);
+    for (SearchResult* r : {&fast, &plain}) {
+      AddTable(r, info.get(), a, static_cast<int>(a.size()));
+      AddTable(r, info.get(), b, static_cast<int>(b.size()));
+    }
+    TableResult* fm = fast.getTableResult(0);
+    TableResult* fo = fast.getTableResult(1);
+    TableResult* pm = plain.getTableResult(0);
+    TableResult* po = plain.getTableResult(1);
+    EXPECT_EQ(ReferenceFilter(pm, po), fm->filterSamePkeyInTableResult(fo)) << round;
+    ReferenceMerge(pm, po);
+    EXPECT_EQ(po->getCount(), fm->mergeAndSortTableResult(fo));
+    EXPECT_EQ(Dump(*pm), Dump(*fm)) << round;
+    EXPECT_EQ(Dump(*po), Dump(*fo)) << round;
+    EXPECT_EQ(pm->getDocsFound(), fm->getDocsFound());
+    EXPECT_EQ(po->getDocsFound(), fo->getDocsFound());
+    for (int i = 0; i < pm->getCount(); ++i) ASSERT_EQ(pm->getDocId(i), fm->getDocId(i)) << i;
+  }
+}
+
 // Merging the part of an older group into the running result: a key in both
 // keeps the better hit (the lower field, then the higher weight, a full tie
 // keeps the running one), equal weights keep the running entries first,
