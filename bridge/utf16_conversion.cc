@@ -1,5 +1,7 @@
 #include "bridge/utf16_conversion.h"
 
+#include <string.h>
+
 namespace kestrinSearch {
 
 namespace {
@@ -32,12 +34,16 @@ int sequence_length(unsigned char lead, unsigned long* min_code) {
 std::vector<unsigned short> utf8_to_utf16(const char* text) {
   std::vector<unsigned short> out;
   if (text == nullptr) return out;
+  // A result's JSON is megabytes of mostly ASCII: the units (never more than
+  // the bytes) are written into storage sized once, ASCII runs in a tight loop.
+  out.reserve(strlen(text));
   const unsigned char* p = reinterpret_cast<const unsigned char*>(text);
   while (*p != 0) {
     const unsigned char lead = *p;
     if (lead < 0x80) {
-      out.push_back(lead);
-      ++p;
+      const unsigned char* run = p;
+      while (*p != 0 && *p < 0x80) ++p;
+      out.insert(out.end(), run, p);
       continue;
     }
     unsigned long min_code = 0;
