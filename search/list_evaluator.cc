@@ -126,6 +126,7 @@ class Postings {
   const unsigned char* base(int f) const { return bases_[f]; }
   int activeFile() const { return dir_->activeFile(); }
   int dirPlainField(int f) const { return dir_->plainField(f); }
+  const PostingsDirectory::LongRun* longRun(int f, unsigned int sign) const { return dir_->longRun(f, sign); }
   const unsigned char* activeBase() const { return activeBase_; }
 
   void init(Term& t, unsigned int sign) {
@@ -614,10 +615,14 @@ bool SingleTermReversed(Postings& src, Validity& validity, DocIdManager* docs, u
     TakeDocument(w, tables, group[best]);
     return true;
   };
+  bool floorCounted = false;  // `floor`'s document was counted with its whole run
   auto take = [&](const _idx2_unit_t* rec) -> bool {
     const unsigned int d = rec->docid();
-    if (d > floor) return false;
+    // A document met again after its run was counted whole holds the term
+    // twice: the plain path decides which posting wins.
+    if (d > floor || (d == floor && floorCounted)) return false;
     floor = d;
+    floorCounted = false;
     if (!src.fieldOk(rec->field()) || validity.drop(d, rec->field())) return true;
     if (rec->weight() == 0) return false;
     if (d != doc) {
@@ -659,9 +664,28 @@ bool SingleTermReversed(Postings& src, Validity& validity, DocIdManager* docs, u
     if (!take(RecordAt(src.activeBase(), static_cast<unsigned int>(act[j - 1])))) return false;
   }
   for (int f = src.files() - 1; f >= 0; --f) {
-    const Run r = src.run(t, f);
     const int field = src.dirPlainField(f);
-    if (static_cast<long long>(w->docs) >= w->hi && field >= 0 && r.hi - r.lo >= 3) {
+    const bool full = static_cast<long long>(w->docs) >= w->hi;
+    if (full && field >= 0 && src.fieldOk(static_cast<unsigned char>(field))) {
+      // A long run whose documents all share one state is counted from the
+      // directory alone, without reading the file.
+      const PostingsDirectory::LongRun* lr = src.longRun(f, sign);
+      const int state = lr == nullptr || lr->lastDoc >= floor ? -1 : states.uniformState(lr->firstDoc, lr->lastDoc);
+      if (state >= 0 && state != DocStateTable::kUncovered) {
+        if (doc != kNoDoc && !flush()) return false;
+        doc = kNoDoc;
+        floor = lr->firstDoc;
+        floorCounted = true;
+        if (!validity.drop(lr->firstDoc, static_cast<unsigned char>(field))) {
+          if (filter != nullptr && rank[field] == 255) return false;
+          w->docs += lr->hi - lr->lo;
+          tables.add(states.tableOf(static_cast<unsigned char>(state & 0x7F)), lr->hi - lr->lo);
+        }
+        continue;
+      }
+    }
+    const Run r = src.run(t, f);
+    if (full && field >= 0 && r.hi - r.lo >= 3) {
       if (!take(RecordAt(src.base(f), r.hi - 1)) || !count(f, r.lo + 1, r.hi - 1, static_cast<unsigned char>(field)) ||
           !take(RecordAt(src.base(f), r.lo))) {
         return false;
