@@ -128,6 +128,7 @@ class Postings {
   int dirPlainField(int f) const { return dir_->plainField(f); }
   bool docOrdered() const { return dir_->docOrdered(); }
   unsigned int minDoc(int f) const { return dir_->minDoc(f); }
+  unsigned int activeMinDoc() const { return dir_->activeFile() < 0 ? 0xFFFFFFFFu : dir_->activeMinDoc(); }
   const PostingsDirectory::LongRun* longRun(int f, unsigned int sign) const { return dir_->longRun(f, sign); }
   const unsigned char* activeBase() const { return activeBase_; }
 
@@ -398,6 +399,26 @@ void Narrow(Postings& src, Term& t, std::vector<unsigned int>& cands) {
 // Whether a term's sign is hashed: a term of several characters.
 bool IsLong(const Term& t) { return t.sign > 0xFFFFFFu; }
 
+// Counts the postings of the terms a query list is ordered by; false when
+// one of them is absent. Counting every term in every file would cost terms
+// x files. Terms of more than 4 bytes (several characters) have hashed
+// signs, mostly above 2^24, and are the rare ones: a pair is no more
+// frequent than either of its characters. Only they are counted then, each
+// until it passes the smallest count so far (terms counted before keep
+// their count); the others keep kUncounted and are probed, never walked
+// whole.
+bool CountTerms(Postings& src, std::vector<Term>& terms) {
+  const bool anyLong = std::any_of(terms.begin(), terms.end(), [](const Term& t) { return IsLong(t); });
+  u64 least = ~0ull;
+  for (Term& t : terms) {
+    if (anyLong && !IsLong(t)) continue;
+    if (t.total == kUncounted) src.total(t, least);
+    if (t.total == 0) return false;
+    least = std::min(least, t.total);
+  }
+  return true;
+}
+
 // The terms of a query list.
 std::vector<Term> TermsOf(Postings& src, const _DArray* list) {
   std::vector<Term> terms(darray_length(list));
@@ -415,18 +436,7 @@ void Confirmed(Postings& src, Validity& validity, std::vector<Term>& terms, std:
   const unsigned int n = static_cast<unsigned int>(terms.size());
   std::vector<unsigned int> order(n);
   for (unsigned int i = 0; i < n; ++i) order[i] = i;
-  // Counting every term in every file would cost terms x files. Terms of
-  // more than 4 bytes (several characters) have hashed signs, mostly above
-  // 2^24, and are the rare ones: a pair is no more frequent than either of
-  // its characters. Only they are counted then, each until it passes the
-  // smallest count so far; the others are probed, never walked whole.
-  const bool anyLong = std::any_of(terms.begin(), terms.end(), [](const Term& t) { return IsLong(t); });
-  u64 least = ~0ull;
-  for (Term& t : terms) {
-    if (anyLong && !IsLong(t)) continue;  // total stays kUncounted
-    if (src.total(t, least) == 0) return;          // one absent term: no hits
-    least = std::min(least, t.total);
-  }
+  if (!CountTerms(src, terms)) return;  // one absent term: no hits
   std::stable_sort(order.begin(), order.end(),
                    [&terms](unsigned int a, unsigned int b) { return terms[a].total < terms[b].total; });
   // The rarest term proposes the (doc id, field) candidates: its runs are in
@@ -599,14 +609,10 @@ unsigned long long NewestDocuments(Postings& src, Validity& validity, std::vecto
 // `newest` alone, files that hold each document once per term in one field
 // and whose doc ranges follow each other: then they are counted file by
 // file (OlderDocuments).
-bool OlderFilesCountable(Postings& src, std::vector<Term>& terms, int newest, unsigned int fromDoc) {
-  if (fromDoc == 0 || !src.docOrdered()) return false;
+bool OlderFilesCountable(const Postings& src, int newest, unsigned int fromDoc) {
+  if (fromDoc == 0 || !src.docOrdered() || src.activeMinDoc() < fromDoc) return false;
   for (int f = 0; f < newest; ++f) {
     if (src.dirPlainField(f) < 0) return false;
-  }
-  for (Term& t : terms) {
-    const std::vector<u64>& act = src.active(t);
-    if (!act.empty() && (act.front() >> 40) < fromDoc) return false;
   }
   return true;
 }
@@ -686,27 +692,18 @@ void OlderDocuments(Postings& src, Validity& validity, std::vector<Term>& terms,
   }
 }
 
-// The newest sealed files whose postings could fill the window: from the
-// newest file back until the shortest run of each file, with the active
-// postings, add up to the window's end.
-// Only the terms of several characters are looked at when there are some
-// (see Confirmed).
-int NewestFilesFor(Postings& src, std::vector<Term>& terms, long long end) {
-  const bool anyLong = std::any_of(terms.begin(), terms.end(), [](const Term& t) { return IsLong(t); });
-  auto counted = [anyLong](const Term& t) { return !anyLong || IsLong(t); };
-  u64 most = ~0ull;
-  for (Term& t : terms) {
-    if (counted(t)) most = std::min<u64>(most, src.active(t).size());
-  }
+// The newest sealed files whose postings of the term `t` (the rarest),
+// with its active ones, number at least `want`: only they can fill a window
+// that ends there. Their number of postings goes to `*got`.
+int NewestFilesFor(Postings& src, Term& t, u64 want, u64* got) {
+  u64 most = src.active(t).size();
   int f = src.files() - 1;
-  for (; f > 0 && most < static_cast<u64>(std::max(0ll, end)); --f) {
-    u64 least = ~0ull;
-    for (Term& t : terms) {
-      if (counted(t)) least = std::min<u64>(least, src.run(t, f).hi - src.run(t, f).lo);
-    }
-    most += least;
+  for (; f >= 0; --f) {
+    most += src.run(t, f).hi - src.run(t, f).lo;
+    if (most >= want) break;
   }
-  return f;
+  *got = most;
+  return std::max(f, 0);
 }
 
 // Several terms, reversed: the confirmed postings of the first term last to
@@ -716,18 +713,29 @@ int NewestFilesFor(Postings& src, std::vector<Term>& terms, long long end) {
 bool SeveralTermsReversed(Postings& src, Validity& validity, DocIdManager* docs, const _DArray* list,
                           ReversedWindow* w) {
   std::vector<Term> terms = TermsOf(src, list);
-  for (int newest = NewestFilesFor(src, terms, w->hi);; newest -= std::max(1, src.files() - newest)) {
-    if (newest < 0) newest = 0;
+  const bool present = CountTerms(src, terms);
+  Term& rarest = *std::min_element(terms.begin(), terms.end(),
+                                   [](const Term& a, const Term& b) { return a.total < b.total; });
+  const u64 end = static_cast<u64>(std::max(0ll, w->hi));
+  // Fewer postings of the rarest term than the window's end: the window
+  // needs every file.
+  u64 covered = 0;
+  int newest = present && rarest.total >= end ? NewestFilesFor(src, rarest, end, &covered) : 0;
+  for (int attempt = 0;; ++attempt) {
     const unsigned int fromDoc = newest > 0 ? src.minDoc(newest) : 0;
-    const bool split = newest > 0 && OlderFilesCountable(src, terms, newest, fromDoc);
+    const bool split = newest > 0 && OlderFilesCountable(src, newest, fromDoc);
     w->hits.clear();
     w->docs = 0;
     TableCounter tables(docs);
     const unsigned long long prefix =
         NewestDocuments(src, validity, terms, split ? fromDoc : 0, split ? newest : 0, w, tables);
-    // An absent term leaves nothing to count.
-    const bool absent = std::any_of(terms.begin(), terms.end(), [](const Term& t) { return t.total == 0; });
-    if (split && !absent && prefix < static_cast<unsigned long long>(std::max(0ll, w->hi))) continue;
+    if (split && prefix < end) {
+      // Too few: once more with files enough for the share of the rarest
+      // term's postings that were confirmed, else all of them.
+      newest = attempt == 0 && prefix > 0 ? NewestFilesFor(src, rarest, end * covered / prefix + 1, &covered) : 0;
+      if (newest < src.files() / 2) newest = 0;
+      continue;
+    }
     if (split) OlderDocuments(src, validity, terms, newest, fromDoc, w, tables);
     w->tables = tables.counts();
     return true;

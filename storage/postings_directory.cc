@@ -44,6 +44,7 @@ void PostingsDirectory::clear() {
   active_.clear();
   activeIndexed_.store(0, std::memory_order_relaxed);
   activeFile_ = -1;
+  activeMinDoc_ = 0xFFFFFFFFu;
   contentLen_ = 0;
   maxDoc_ = 0;
   docOrdered_ = true;
@@ -165,7 +166,10 @@ void PostingsDirectory::build(BlockFiles* store, const char* dir, const char* na
       // Only the last file with content may be partly filled.
       ok_ = activeFile_ < 0 && f == sealedCount();
       activeFile_ = f;
-      for (unsigned int i = 0; i < len / kRec; ++i) noteDoc(DocAt(base, i));
+      for (unsigned int i = 0; i < len / kRec; ++i) {
+        noteDoc(DocAt(base, i));
+        activeMinDoc_ = std::min(activeMinDoc_, DocAt(base, i));
+      }
       addActive(base, 0, len / kRec);
       activeIndexed_.store(len / kRec, std::memory_order_release);
     }
@@ -182,8 +186,10 @@ void PostingsDirectory::noteAppend(BlockFiles* store, unsigned int offset, unsig
     active_.clear();
     activeIndexed_.store(0, std::memory_order_relaxed);
     activeFile_ = f;
+    activeMinDoc_ = 0xFFFFFFFFu;
   }
   noteDoc(docid);
+  activeMinDoc_ = std::min(activeMinDoc_, docid);
   contentLen_ = store->getContentLen();
 }
 

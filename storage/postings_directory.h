@@ -90,6 +90,9 @@ class PostingsDirectory {
   const LongRun* longRun(int f, unsigned int sign) const;
   // Number of the active file (-1 when there is none) and its postings.
   int activeFile() const { return activeFile_; }
+  // The smallest doc id of the active file's postings (0xFFFFFFFF when it
+  // holds none).
+  unsigned int activeMinDoc() const { return activeMinDoc_; }
   const ActiveTermIndex& active() const { return active_; }
   size_t memoryBytes() const;
 
@@ -109,6 +112,7 @@ class PostingsDirectory {
   std::mutex activeMutex_;                       // serialises catchUp
   std::atomic<unsigned int> activeIndexed_{0};  // active records in active_
   int activeFile_ = -1;
+  unsigned int activeMinDoc_ = 0xFFFFFFFFu;
   unsigned int contentLen_ = 0;  // content length of the store described
   unsigned int maxDoc_ = 0;
   bool docOrdered_ = true;
