@@ -126,6 +126,10 @@ class Postings {
   const unsigned char* base(int f) const { return bases_[f]; }
   int activeFile() const { return dir_->activeFile(); }
   int dirPlainField(int f) const { return dir_->plainField(f); }
+  bool docOrdered() const { return dir_->docOrdered(); }
+  unsigned int minDoc(int f) const { return dir_->minDoc(f); }
+  unsigned int activeMinDoc() const { return dir_->activeFile() < 0 ? 0xFFFFFFFFu : dir_->activeMinDoc(); }
+  const PostingsDirectory::LongRun* longRun(int f, unsigned int sign) const { return dir_->longRun(f, sign); }
   const unsigned char* activeBase() const { return activeBase_; }
 
   void init(Term& t, unsigned int sign) {
@@ -149,21 +153,23 @@ class Postings {
     t.total = sum;
     return sum;
   }
-  // fn(record, file, index) for every posting of the restricted field(s):
-  // the sealed files in order, each run ascending, then the active file.
+  // fn(record, file, index) for every posting of the restricted field(s)
+  // whose doc id is at least `fromDoc`: the sealed files in order, each run
+  // ascending, then the active file.
   template <typename Fn>
-  void forEach(Term& t, Fn fn) {
+  void forEach(Term& t, Fn fn, unsigned int fromDoc = 0) {
     for (int f = 0; f < files(); ++f) {
+      if (dir_->maxDoc(f) < fromDoc) continue;
       const Run r = run(t, f);
       for (unsigned int i = r.lo; i < r.hi; ++i) {
         const _idx2_unit_t* rec = RecordAt(bases_[f], i);
-        if (fieldOk(rec->field())) fn(rec, f, i);
+        if (fieldOk(rec->field()) && rec->docid() >= fromDoc) fn(rec, f, i);
       }
     }
     const ActiveTermIndex& active = dir_->active();
     for (unsigned int i = active.first(t.sign); i != ActiveTermIndex::kNone; i = active.next(i)) {
       const _idx2_unit_t* rec = RecordAt(activeBase_, i);
-      if (fieldOk(rec->field())) fn(rec, activeFile(), i);
+      if (fieldOk(rec->field()) && rec->docid() >= fromDoc) fn(rec, activeFile(), i);
     }
   }
   const std::vector<u64>& active(Term& t) {
@@ -390,29 +396,47 @@ void Narrow(Postings& src, Term& t, std::vector<unsigned int>& cands) {
   cands.resize(out);
 }
 
-// Several terms: the first term's valid postings whose (doc id, field) every
-// other term holds, as (file << 32 | record index) ascending in `placed`.
-void Confirmed(Postings& src, Validity& validity, const _DArray* list, std::vector<u64>& placed) {
-  const unsigned int n = darray_length(list);
-  std::vector<Term> terms(n);
-  std::vector<unsigned int> order(n);
-  for (unsigned int i = 0; i < n; ++i) {
-    src.init(terms[i], static_cast<unsigned int>(darray_get_by_index(list, i)));
-    order[i] = i;
-  }
-  // Counting every term in every file would cost terms x files. Terms of
-  // more than 4 bytes (several characters) have hashed signs, mostly above
-  // 2^24, and are the rare ones: a pair is no more frequent than either of
-  // its characters. Only they are counted then, each until it passes the
-  // smallest count so far; the others are probed, never walked whole.
-  bool anyLong = false;
-  for (const Term& t : terms) anyLong = anyLong || t.sign > 0xFFFFFFu;
+// Whether a term's sign is hashed: a term of several characters.
+bool IsLong(const Term& t) { return t.sign > 0xFFFFFFu; }
+
+// Counts the postings of the terms a query list is ordered by; false when
+// one of them is absent. Counting every term in every file would cost terms
+// x files. Terms of more than 4 bytes (several characters) have hashed
+// signs, mostly above 2^24, and are the rare ones: a pair is no more
+// frequent than either of its characters. Only they are counted then, each
+// until it passes the smallest count so far (terms counted before keep
+// their count); the others keep kUncounted and are probed, never walked
+// whole.
+bool CountTerms(Postings& src, std::vector<Term>& terms) {
+  const bool anyLong = std::any_of(terms.begin(), terms.end(), [](const Term& t) { return IsLong(t); });
   u64 least = ~0ull;
   for (Term& t : terms) {
-    if (anyLong && t.sign <= 0xFFFFFFu) continue;  // total stays kUncounted
-    if (src.total(t, least) == 0) return;          // one absent term: no hits
+    if (anyLong && !IsLong(t)) continue;
+    if (t.total == kUncounted) src.total(t, least);
+    if (t.total == 0) return false;
     least = std::min(least, t.total);
   }
+  return true;
+}
+
+// The terms of a query list.
+std::vector<Term> TermsOf(Postings& src, const _DArray* list) {
+  std::vector<Term> terms(darray_length(list));
+  for (size_t i = 0; i < terms.size(); ++i) {
+    src.init(terms[i], static_cast<unsigned int>(darray_get_by_index(list, static_cast<unsigned int>(i))));
+  }
+  return terms;
+}
+
+// Several terms: the first term's valid postings whose (doc id, field) every
+// other term holds, as (file << 32 | record index) ascending in `placed`;
+// only documents from `fromDoc` on.
+void Confirmed(Postings& src, Validity& validity, std::vector<Term>& terms, std::vector<u64>& placed,
+               unsigned int fromDoc = 0) {
+  const unsigned int n = static_cast<unsigned int>(terms.size());
+  std::vector<unsigned int> order(n);
+  for (unsigned int i = 0; i < n; ++i) order[i] = i;
+  if (!CountTerms(src, terms)) return;  // one absent term: no hits
   std::stable_sort(order.begin(), order.end(),
                    [&terms](unsigned int a, unsigned int b) { return terms[a].total < terms[b].total; });
   // The rarest term proposes the (doc id, field) candidates: its runs are in
@@ -420,7 +444,7 @@ void Confirmed(Postings& src, Validity& validity, const _DArray* list, std::vect
   std::vector<unsigned int> cands;
   src.forEach(terms[order[0]], [&](const _idx2_unit_t* rec, int, unsigned int) {
     if (!validity.drop(rec->docid(), rec->field())) cands.push_back(DocField(rec->docid(), rec->field()));
-  });
+  }, fromDoc);
   SortNearlyOrdered(cands);
   cands.erase(std::unique(cands.begin(), cands.end()), cands.end());
   // The first term goes last: its probe also finds its postings.
@@ -436,7 +460,7 @@ void Confirmed(Postings& src, Validity& validity, const _DArray* list, std::vect
       if (at > 0 && cands[at - 1] > key) at = 0;  // the postings went back (next file)
       at = std::lower_bound(cands.begin() + static_cast<long>(at), cands.end(), key) - cands.begin();
       if (at < cands.size() && cands[at] == key) placed.push_back(static_cast<u64>(f) << 32 | i);
-    });
+    }, fromDoc);
   } else {
     TermProbe probe(src, terms[0]);
     for (const unsigned int key : cands) {
@@ -446,7 +470,7 @@ void Confirmed(Postings& src, Validity& validity, const _DArray* list, std::vect
   if (!std::is_sorted(placed.begin(), placed.end())) std::sort(placed.begin(), placed.end());
 }
 
-// Calls fn(record) for the postings of `placed` in getTerm's visit of the
+// Calls fn(record, file) for the postings of `placed` in getTerm's visit of the
 // term `sign`: file by file; in a sealed file from the record its binary
 // search lands on upward, then downward; the active file in append order.
 // With `backward`, exactly the reverse.
@@ -467,7 +491,7 @@ void VisitPlaced(Postings& src, unsigned int sign, const std::vector<u64>& place
     const size_t a = range.first, b = range.second;
     const int f = fileOf(a);
     const unsigned char* base = f == src.activeFile() ? src.activeBase() : src.base(f);
-    auto emit = [&](size_t j) { fn(RecordAt(base, at(j))); };
+    auto emit = [&](size_t j) { fn(RecordAt(base, at(j)), f); };
     if (f == src.activeFile()) {
       if (backward) {
         for (size_t j = b; j > a; --j) emit(j - 1);
@@ -493,9 +517,10 @@ void VisitPlaced(Postings& src, unsigned int sign, const std::vector<u64>& place
 // other term holds, in the order getTerm visits the first term.
 bool SeveralTerms(Postings& src, Validity& validity, const _DArray* list, _DArray* hits) {
   std::vector<u64> placed;
-  Confirmed(src, validity, list, placed);
-  VisitPlaced(src, static_cast<unsigned int>(darray_get_by_index(list, 0)), placed, false,
-              [hits](const _idx2_unit_t* rec) { EmitRankedHit(PostingOf(rec), hits); });
+  std::vector<Term> terms = TermsOf(src, list);
+  Confirmed(src, validity, terms, placed);
+  VisitPlaced(src, terms[0].sign, placed, false,
+              [hits](const _idx2_unit_t* rec, int) { EmitRankedHit(PostingOf(rec), hits); });
   return true;
 }
 
@@ -538,12 +563,15 @@ inline void TakeDocument(ReversedWindow* w, TableCounter& tables, doc_union_t po
   tables.add(posting.docid());
 }
 
-// Several terms, reversed: the confirmed postings of the first term last to
-// first, one per document (the first met).
-bool SeveralTermsReversed(Postings& src, Validity& validity, DocIdManager* docs, const _DArray* list,
-                          ReversedWindow* w) {
+// Several terms, reversed, for the documents from `fromDoc` on: the
+// confirmed postings of the first term last to first, one per document (the
+// first met), taken into the window and counted. Returns how many documents
+// were taken before the first posting of a sealed file below `newest` (all
+// of them when there is none).
+unsigned long long NewestDocuments(Postings& src, Validity& validity, std::vector<Term>& terms, unsigned int fromDoc,
+                                   int newest, ReversedWindow* w, TableCounter& tables) {
   std::vector<u64> placed;
-  Confirmed(src, validity, list, placed);
+  Confirmed(src, validity, terms, placed, fromDoc);
   // A document met again (another field) is skipped: the documents held
   // more than once, from their ids in placed order (nearly ascending).
   std::vector<unsigned int> docIds;
@@ -568,13 +596,150 @@ bool SeveralTermsReversed(Postings& src, Validity& validity, DocIdManager* docs,
     met = 1;
     return true;
   };
-  TableCounter tables(docs);
-  VisitPlaced(src, static_cast<unsigned int>(darray_get_by_index(list, 0)), placed, true,
-              [&](const _idx2_unit_t* rec) {
+  unsigned long long prefix = ~0ull;
+  VisitPlaced(src, terms[0].sign, placed, true,
+              [&](const _idx2_unit_t* rec, int f) {
+                if (prefix == ~0ull && f < newest && f != src.activeFile()) prefix = w->docs;
                 if (firstMeeting(rec->docid())) TakeDocument(w, tables, PostingOf(rec));
               });
-  w->tables = tables.counts();
+  return prefix == ~0ull ? w->docs : prefix;
+}
+
+// Whether the documents below `fromDoc` lie in the sealed files before
+// `newest` alone, files that hold each document once per term in one field
+// and whose doc ranges follow each other: then they are counted file by
+// file (OlderDocuments).
+bool OlderFilesCountable(const Postings& src, int newest, unsigned int fromDoc) {
+  if (fromDoc == 0 || !src.docOrdered() || src.activeMinDoc() < fromDoc) return false;
+  for (int f = 0; f < newest; ++f) {
+    if (src.dirPlainField(f) < 0) return false;
+  }
   return true;
+}
+
+// Counts, without ordering them, the documents below `fromDoc` that every
+// term holds in one field (valid ones, per table), from the sealed files
+// before `newest` (see OlderFilesCountable). A document that only one file
+// can hold is found there by merging the terms' runs, the shortest run
+// proposing; the few that two files can hold (where a file ends) are
+// proposed by the term with the fewest postings and probed like any
+// candidate.
+void OlderDocuments(Postings& src, Validity& validity, std::vector<Term>& terms, int newest, unsigned int fromDoc,
+                    ReversedWindow* w, TableCounter& tables) {
+  const size_t n = terms.size();
+  std::vector<Run> runs(n);
+  // The proposer of the shared documents: the term Confirmed found rarest
+  // (totals are counted once, kUncounted is the largest).
+  size_t g = 0;
+  for (size_t i = 1; i < n; ++i) {
+    if (terms[i].total < terms[g].total) g = i;
+  }
+  std::vector<unsigned int> shared;  // DocField keys of documents two files can hold
+  std::vector<unsigned int> at(n);
+  for (int f = 0; f < newest; ++f) {
+    const unsigned char* base = src.base(f);
+    const unsigned char field = static_cast<unsigned char>(src.dirPlainField(f));
+    // Every document counted here holds the proposer in this file.
+    runs[g] = src.run(terms[g], f);
+    if (!src.fieldOk(field) || runs[g].hi == runs[g].lo) continue;
+    size_t p = g;
+    for (size_t i = 0; i < n; ++i) {
+      if (i != g) runs[i] = src.run(terms[i], f);
+      at[i] = runs[i].lo;
+      if (runs[i].hi - runs[i].lo < runs[p].hi - runs[p].lo) p = i;
+    }
+    unsigned int lo = 1, hi = 0;
+    if (!src.soleRange(f, &lo, &hi)) lo = 1, hi = 0;
+    hi = std::min(hi, fromDoc - 1);
+    // The proposer's documents outside [lo, hi]: at the ends of its run.
+    auto share = [&](unsigned int j) {
+      const unsigned int d = RecordAt(base, j)->docid();
+      if (d < lo || d > hi) {
+        if (d < fromDoc && !validity.drop(d, field)) shared.push_back(DocField(d, field));
+        return true;
+      }
+      return false;
+    };
+    unsigned int first = runs[g].lo;
+    while (first < runs[g].hi && share(first)) ++first;
+    for (unsigned int k = runs[g].hi; k > first && share(k - 1);) --k;
+    if (lo > hi || runs[p].hi == runs[p].lo) continue;
+    for (unsigned int j = LowerDoc(base, runs[p].lo, runs[p].hi, lo); j < runs[p].hi; ++j) {
+      const unsigned int d = RecordAt(base, j)->docid();
+      if (d > hi) break;
+      if (validity.drop(d, field)) continue;
+      bool all = true;
+      for (size_t i = 0; i < n && all; ++i) {
+        if (i == p) continue;
+        at[i] = GallopDoc(base, at[i], runs[i].hi, d);
+        all = at[i] < runs[i].hi && RecordAt(base, at[i])->docid() == d;
+      }
+      if (all) {
+        ++w->docs;
+        tables.add(d);
+      }
+    }
+  }
+  SortNearlyOrdered(shared);
+  shared.erase(std::unique(shared.begin(), shared.end()), shared.end());
+  for (size_t i = 0; i < n && !shared.empty(); ++i) {
+    if (i != g) Narrow(src, terms[i], shared);
+  }
+  for (size_t i = 0; i < shared.size(); ++i) {
+    if (i > 0 && (shared[i] >> 8) == (shared[i - 1] >> 8)) continue;  // the same document in another field
+    ++w->docs;
+    tables.add(shared[i] >> 8);
+  }
+}
+
+// The newest sealed files whose postings of the term `t` (the rarest),
+// with its active ones, number at least `want`: only they can fill a window
+// that ends there. Their number of postings goes to `*got`.
+int NewestFilesFor(Postings& src, Term& t, u64 want, u64* got) {
+  u64 most = src.active(t).size();
+  int f = src.files() - 1;
+  for (; f >= 0; --f) {
+    most += src.run(t, f).hi - src.run(t, f).lo;
+    if (most >= want) break;
+  }
+  *got = most;
+  return std::max(f, 0);
+}
+
+// Several terms, reversed: the confirmed postings of the first term last to
+// first, one per document (the first met). The window is taken from the
+// newest sealed files (as many as it needs, doubling while it is not full)
+// and the documents below them are only counted, where their files allow it.
+bool SeveralTermsReversed(Postings& src, Validity& validity, DocIdManager* docs, const _DArray* list,
+                          ReversedWindow* w) {
+  std::vector<Term> terms = TermsOf(src, list);
+  const bool present = CountTerms(src, terms);
+  Term& rarest = *std::min_element(terms.begin(), terms.end(),
+                                   [](const Term& a, const Term& b) { return a.total < b.total; });
+  const u64 end = static_cast<u64>(std::max(0ll, w->hi));
+  // Fewer postings of the rarest term than the window's end: the window
+  // needs every file.
+  u64 covered = 0;
+  int newest = present && rarest.total >= end ? NewestFilesFor(src, rarest, end, &covered) : 0;
+  for (int attempt = 0;; ++attempt) {
+    const unsigned int fromDoc = newest > 0 ? src.minDoc(newest) : 0;
+    const bool split = newest > 0 && OlderFilesCountable(src, newest, fromDoc);
+    w->hits.clear();
+    w->docs = 0;
+    TableCounter tables(docs);
+    const unsigned long long prefix =
+        NewestDocuments(src, validity, terms, split ? fromDoc : 0, split ? newest : 0, w, tables);
+    if (split && prefix < end) {
+      // Too few: once more with files enough for the share of the rarest
+      // term's postings that were confirmed, else all of them.
+      newest = attempt == 0 && prefix > 0 ? NewestFilesFor(src, rarest, end * covered / prefix + 1, &covered) : 0;
+      if (newest < src.files() / 2) newest = 0;
+      continue;
+    }
+    if (split) OlderDocuments(src, validity, terms, newest, fromDoc, w, tables);
+    w->tables = tables.counts();
+    return true;
+  }
 }
 
 // One term, reversed: one hit per document from its best field, in
@@ -614,10 +779,14 @@ bool SingleTermReversed(Postings& src, Validity& validity, DocIdManager* docs, u
     TakeDocument(w, tables, group[best]);
     return true;
   };
+  bool floorCounted = false;  // `floor`'s document was counted with its whole run
   auto take = [&](const _idx2_unit_t* rec) -> bool {
     const unsigned int d = rec->docid();
-    if (d > floor) return false;
+    // A document met again after its run was counted whole holds the term
+    // twice: the plain path decides which posting wins.
+    if (d > floor || (d == floor && floorCounted)) return false;
     floor = d;
+    floorCounted = false;
     if (!src.fieldOk(rec->field()) || validity.drop(d, rec->field())) return true;
     if (rec->weight() == 0) return false;
     if (d != doc) {
@@ -659,9 +828,28 @@ bool SingleTermReversed(Postings& src, Validity& validity, DocIdManager* docs, u
     if (!take(RecordAt(src.activeBase(), static_cast<unsigned int>(act[j - 1])))) return false;
   }
   for (int f = src.files() - 1; f >= 0; --f) {
-    const Run r = src.run(t, f);
     const int field = src.dirPlainField(f);
-    if (static_cast<long long>(w->docs) >= w->hi && field >= 0 && r.hi - r.lo >= 3) {
+    const bool full = static_cast<long long>(w->docs) >= w->hi;
+    if (full && field >= 0 && src.fieldOk(static_cast<unsigned char>(field))) {
+      // A long run whose documents all share one state is counted from the
+      // directory alone, without reading the file.
+      const PostingsDirectory::LongRun* lr = src.longRun(f, sign);
+      const int state = lr == nullptr || lr->lastDoc >= floor ? -1 : states.uniformState(lr->firstDoc, lr->lastDoc);
+      if (state >= 0 && state != DocStateTable::kUncovered) {
+        if (doc != kNoDoc && !flush()) return false;
+        doc = kNoDoc;
+        floor = lr->firstDoc;
+        floorCounted = true;
+        if (!validity.drop(lr->firstDoc, static_cast<unsigned char>(field))) {
+          if (filter != nullptr && rank[field] == 255) return false;
+          w->docs += lr->hi - lr->lo;
+          tables.add(states.tableOf(static_cast<unsigned char>(state & 0x7F)), lr->hi - lr->lo);
+        }
+        continue;
+      }
+    }
+    const Run r = src.run(t, f);
+    if (full && field >= 0 && r.hi - r.lo >= 3) {
       if (!take(RecordAt(src.base(f), r.hi - 1)) || !count(f, r.lo + 1, r.hi - 1, static_cast<unsigned char>(field)) ||
           !take(RecordAt(src.base(f), r.lo))) {
         return false;

@@ -14,6 +14,10 @@
 //     are probed by (term, doc id) in the files whose doc-id range holds the
 //     document, and the first term's surviving postings are put back into
 //     its visiting order.
+// For a paging window of the hits taken last to first (EvaluateListReversed)
+// only the window's documents are ordered; the others are counted, a whole
+// run of a frequent term at a time for one term, and file by file, merging
+// the terms' runs, for several.
 // Where it cannot vouch for that (no usable directory, two postings of one
 // document and field in a single-term list, a weight of 0, field ids outside
 // 0-254 in the filter) it appends nothing and returns false; the caller then

@@ -44,6 +44,7 @@ void PostingsDirectory::clear() {
   active_.clear();
   activeIndexed_.store(0, std::memory_order_relaxed);
   activeFile_ = -1;
+  activeMinDoc_ = 0xFFFFFFFFu;
   contentLen_ = 0;
   maxDoc_ = 0;
   docOrdered_ = true;
@@ -60,18 +61,32 @@ bool PostingsDirectory::addSealed(BlockFiles* store, int f, const unsigned char*
   if (base == nullptr || len != kFullFile || f != static_cast<int>(sealed_.size())) return false;
   if (copy != nullptr) base = copy;
   const unsigned int n = len / kRec;
-  SealedFile file{0xFFFFFFFFu, 0, base[8], {}};
+  SealedFile file{0xFFFFFFFFu, 0, base[8], {}, {}};
   try {
     file.samples.reserve((n + kStride - 1) / kStride);
   } catch (const std::bad_alloc&) {
     return false;
   }
-  unsigned int prevSign = 0, prevDoc = 0;
+  unsigned int prevSign = 0, prevDoc = 0, runStart = 0;
+  // Notes the run [runStart, end) when it is a long one.
+  auto endRun = [&](unsigned int end) {
+    if (end - runStart >= kStride) {
+      file.longRuns.push_back(LongRun{prevSign, runStart, end, DocAt(base, runStart), prevDoc});
+    }
+    runStart = end;
+  };
   for (unsigned int i = 0; i < n; ++i) {
     const unsigned int sign = SignAt(base, i), doc = DocAt(base, i);
     // The plain lookup binary-searches full files: one that is not sorted
     // would be read differently, so it makes the directory unusable.
     if (i > 0 && (sign < prevSign || (sign == prevSign && doc < prevDoc))) return false;
+    if (i > 0 && sign != prevSign) {
+      try {
+        endRun(i);
+      } catch (const std::bad_alloc&) {
+        return false;
+      }
+    }
     if ((i > 0 && sign == prevSign && doc == prevDoc) || base[i * kRec + 8] != file.plainField ||
         base[i * kRec + 9] == 0) {
       file.plainField = -1;
@@ -81,6 +96,12 @@ bool PostingsDirectory::addSealed(BlockFiles* store, int f, const unsigned char*
     file.maxDoc = std::max(file.maxDoc, doc);
     prevSign = sign;
     prevDoc = doc;
+  }
+  try {
+    endRun(n);
+    file.longRuns.shrink_to_fit();
+  } catch (const std::bad_alloc&) {
+    return false;
   }
   noteDoc(file.maxDoc);
   if (!sealed_.empty() && file.minDoc < sealed_.back().minDoc) docOrdered_ = false;
@@ -145,7 +166,10 @@ void PostingsDirectory::build(BlockFiles* store, const char* dir, const char* na
       // Only the last file with content may be partly filled.
       ok_ = activeFile_ < 0 && f == sealedCount();
       activeFile_ = f;
-      for (unsigned int i = 0; i < len / kRec; ++i) noteDoc(DocAt(base, i));
+      for (unsigned int i = 0; i < len / kRec; ++i) {
+        noteDoc(DocAt(base, i));
+        activeMinDoc_ = std::min(activeMinDoc_, DocAt(base, i));
+      }
       addActive(base, 0, len / kRec);
       activeIndexed_.store(len / kRec, std::memory_order_release);
     }
@@ -162,8 +186,10 @@ void PostingsDirectory::noteAppend(BlockFiles* store, unsigned int offset, unsig
     active_.clear();
     activeIndexed_.store(0, std::memory_order_relaxed);
     activeFile_ = f;
+    activeMinDoc_ = 0xFFFFFFFFu;
   }
   noteDoc(docid);
+  activeMinDoc_ = std::min(activeMinDoc_, docid);
   contentLen_ = store->getContentLen();
 }
 
@@ -187,7 +213,15 @@ bool PostingsDirectory::usable(const BlockFiles* store) const {
          maxDoc_ <= 0xFFFFFFu;
 }
 
+const PostingsDirectory::LongRun* PostingsDirectory::longRun(int f, unsigned int sign) const {
+  const std::vector<LongRun>& runs = sealed_[f].longRuns;
+  const auto at = std::lower_bound(runs.begin(), runs.end(), sign,
+                                   [](const LongRun& r, unsigned int s) { return r.sign < s; });
+  return at != runs.end() && at->sign == sign ? &*at : nullptr;
+}
+
 PostingsDirectory::Run PostingsDirectory::findRun(int f, const unsigned char* base, unsigned int sign) const {
+  if (const LongRun* r = longRun(f, sign)) return Run{r->lo, r->hi};
   const std::vector<unsigned int>& samples = sealed_[f].samples;
   const unsigned int n = kFullFile / kRec;
   // The first sample not below (above) the sign bounds the answer to the
@@ -206,7 +240,9 @@ PostingsDirectory::Run PostingsDirectory::findRun(int f, const unsigned char* ba
 
 size_t PostingsDirectory::memoryBytes() const {
   size_t bytes = sealed_.capacity() * sizeof(SealedFile) + active_.memoryBytes();
-  for (const SealedFile& f : sealed_) bytes += f.samples.capacity() * sizeof(unsigned int);
+  for (const SealedFile& f : sealed_) {
+    bytes += f.samples.capacity() * sizeof(unsigned int) + f.longRuns.capacity() * sizeof(LongRun);
+  }
   return bytes;
 }
 

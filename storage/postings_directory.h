@@ -5,6 +5,9 @@
 // Per sealed (full, sorted) data file, keyed by file number:
 //   - every 64th record's term sign (sparse sign -> record index), which
 //     narrows a binary search to 64 records before the mapped file is read;
+//   - the runs of at least 64 records (the frequent terms) with their first
+//     and last doc id, so that a frequent term is found, and its documents
+//     in the file bounded, without reading the mapped file at all;
 //   - the smallest and largest doc id in the file, so that the postings of
 //     one document are looked for only in the files that can hold them;
 //   - whether no term holds a document twice in the file, whether all its
@@ -48,6 +51,11 @@ class PostingsDirectory {
   struct Run {
     unsigned int lo, hi;
   };
+  // A run of at least kStride records and the doc ids of its first and last
+  // records (the smallest and largest of the run).
+  struct LongRun {
+    unsigned int sign, lo, hi, firstDoc, lastDoc;
+  };
 
   void clear();
   // Indexes every data file of `store` (at open). Full files are read from
@@ -77,8 +85,14 @@ class PostingsDirectory {
   bool docOrdered() const { return docOrdered_; }
   // The run of `sign` in sealed file f whose records start at `base`.
   Run findRun(int f, const unsigned char* base, unsigned int sign) const;
+  // The run of `sign` in sealed file f when it has at least kStride records,
+  // else null.
+  const LongRun* longRun(int f, unsigned int sign) const;
   // Number of the active file (-1 when there is none) and its postings.
   int activeFile() const { return activeFile_; }
+  // The smallest doc id of the active file's postings (0xFFFFFFFF when it
+  // holds none).
+  unsigned int activeMinDoc() const { return activeMinDoc_; }
   const ActiveTermIndex& active() const { return active_; }
   size_t memoryBytes() const;
 
@@ -87,6 +101,7 @@ class PostingsDirectory {
     unsigned int minDoc, maxDoc;
     int plainField;
     std::vector<unsigned int> samples;  // sign of records 0, kStride, 2 kStride, ...
+    std::vector<LongRun> longRuns;      // ascending by sign
   };
   bool addSealed(BlockFiles* store, int f, const unsigned char* copy = nullptr);
   void addActive(const unsigned char* base, unsigned int from, unsigned int to);
@@ -97,6 +112,7 @@ class PostingsDirectory {
   std::mutex activeMutex_;                       // serialises catchUp
   std::atomic<unsigned int> activeIndexed_{0};  // active records in active_
   int activeFile_ = -1;
+  unsigned int activeMinDoc_ = 0xFFFFFFFFu;
   unsigned int contentLen_ = 0;  // content length of the store described
   unsigned int maxDoc_ = 0;
   bool docOrdered_ = true;

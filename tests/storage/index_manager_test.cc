@@ -82,6 +82,13 @@ void ExpectDirectoryMatchesFiles(IndexManager& idx, const std::vector<unsigned i
       if (f < dir->sealedCount()) {
         const PostingsDirectory::Run r = dir->findRun(f, base, sign);
         for (unsigned int i = r.lo; i < r.hi; ++i) got.push_back(i);
+        // Long runs are known with their doc ids without reading the file.
+        const PostingsDirectory::LongRun* lr = dir->longRun(f, sign);
+        ASSERT_EQ(at.size() >= PostingsDirectory::kStride, lr != nullptr) << "file " << f << " sign " << sign;
+        if (lr != nullptr) {
+          EXPECT_EQ(DecodeFixed32(base + at.front() * 11 + 4), lr->firstDoc);
+          EXPECT_EQ(DecodeFixed32(base + at.back() * 11 + 4), lr->lastDoc);
+        }
       } else {
         for (unsigned int i = dir->active().first(sign); i != ActiveTermIndex::kNone; i = dir->active().next(i)) {
           got.push_back(i);
