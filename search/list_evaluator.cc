@@ -636,6 +636,7 @@ void OlderDocuments(Postings& src, Validity& validity, std::vector<Term>& terms,
   }
   std::vector<unsigned int> shared;  // DocField keys of documents two files can hold
   std::vector<unsigned int> at(n);
+  std::vector<size_t> checks;  // the terms other than the proposer, in checking order
   for (int f = 0; f < newest; ++f) {
     const unsigned char* base = src.base(f);
     const unsigned char field = static_cast<unsigned char>(src.dirPlainField(f));
@@ -664,13 +665,23 @@ void OlderDocuments(Postings& src, Validity& validity, std::vector<Term>& terms,
     while (first < runs[g].hi && share(first)) ++first;
     for (unsigned int k = runs[g].hi; k > first && share(k - 1);) --k;
     if (lo > hi || runs[p].hi == runs[p].lo) continue;
+    // The other terms are checked shortest run first: the rarest ones turn
+    // most candidates down (a pair of a query's characters), so the frequent
+    // ones are galloped through only for the few that are left.
+    checks.clear();
+    for (size_t i = 0; i < n; ++i) {
+      if (i != p) checks.push_back(i);
+    }
+    std::sort(checks.begin(), checks.end(), [&runs](size_t a, size_t b) {
+      return runs[a].hi - runs[a].lo < runs[b].hi - runs[b].lo;
+    });
     for (unsigned int j = LowerDoc(base, runs[p].lo, runs[p].hi, lo); j < runs[p].hi; ++j) {
       const unsigned int d = RecordAt(base, j)->docid();
       if (d > hi) break;
       if (validity.drop(d, field)) continue;
       bool all = true;
-      for (size_t i = 0; i < n && all; ++i) {
-        if (i == p) continue;
+      for (size_t c = 0; c < checks.size() && all; ++c) {
+        const size_t i = checks[c];
         at[i] = GallopDoc(base, at[i], runs[i].hi, d);
         all = at[i] < runs[i].hi && RecordAt(base, at[i])->docid() == d;
       }
