@@ -190,28 +190,21 @@ void AddHit(TableResult* result, DocRecordCursor* records, doc_union_t hit, _str
   result->add(key, static_cast<int>(len), hit, group_name);
 }
 
-// fillTableResult for merged hits known only through a window of them: the
-// whole count, the documents per table and the hits of the paging window
-// (the positions [start, start + num) of the single item all tables share).
-void FillWindow(SearchResult* result, const _DArray* tables, DocIdManager* docs, const ReversedWindow& window,
-                SearchIndexConfigItem* item, _str_buffer_t* group_name) {
-  for (const auto& count : window.tables) {
-    search_table_info_t* entry = EntryOf(tables, count.first);
-    if (entry != nullptr) entry->found += static_cast<int>(count.second);
-  }
-  // Every hit of the window is returned: each table's result is sized to
-  // its share first, then filled.
-  const size_t n = window.hits.size();
+// The window's hits into the results of `tables`, each table's result
+// sized to its share of them first.
+void FillTables(SearchResult* result, const _DArray* tables, DocIdManager* docs,
+                const std::vector<unsigned long long>& hits, _str_buffer_t* group_name) {
+  const size_t n = hits.size();
   std::vector<search_table_info_t*> owners(n);
   std::vector<unsigned int> shares(darray_length(tables), 0);
   for (size_t h = 0; h < n; ++h) {
-    const int t = EntryIndexOf(tables, TableIdOf(docs, doc_union_t{window.hits[h]}.docid()));
+    const int t = EntryIndexOf(tables, TableIdOf(docs, doc_union_t{hits[h]}.docid()));
     owners[h] = t < 0 ? nullptr : TableAt(tables, static_cast<unsigned int>(t));
     if (t >= 0) ++shares[static_cast<size_t>(t)];
   }
   DocRecordCursor ahead(docs), records(docs);
   for (size_t h = 0; h < n; ++h) {
-    if (h + kPrefetchAhead < n) ahead.prefetch(doc_union_t{window.hits[h + kPrefetchAhead]}.docid());
+    if (h + kPrefetchAhead < n) ahead.prefetch(doc_union_t{hits[h + kPrefetchAhead]}.docid());
     search_table_info_t* entry = owners[h];
     if (entry == nullptr) continue;
     if (entry->result == nullptr) {
@@ -221,7 +214,45 @@ void FillWindow(SearchResult* result, const _DArray* tables, DocIdManager* docs,
       const int t = EntryIndexOf(tables, entry->table->table_id);
       entry->result->reserve(shares[static_cast<size_t>(t)]);
     }
-    AddHit(entry->result, &records, doc_union_t{window.hits[h]}, group_name);
+    AddHit(entry->result, &records, doc_union_t{hits[h]}, group_name);
+  }
+}
+
+// The same for a single table: its result is sized to every hit, and a hit
+// of another table (which the evaluation has dropped already) is skipped.
+void FillOneTable(SearchResult* result, search_table_info_t* entry, DocIdManager* docs,
+                  const std::vector<unsigned long long>& hits, _str_buffer_t* group_name) {
+  const size_t n = hits.size();
+  const unsigned int table_id = entry->table->table_id;
+  DocRecordCursor ahead(docs), records(docs);
+  for (size_t h = 0; h < n; ++h) {
+    if (h + kPrefetchAhead < n) ahead.prefetch(doc_union_t{hits[h + kPrefetchAhead]}.docid());
+    const doc_union_t hit{hits[h]};
+    if (TableIdOf(docs, hit.docid()) != table_id) continue;
+    if (entry->result == nullptr) {
+      entry->result = result->createTableResult();
+      if (entry->result == nullptr) continue;
+      entry->result->readTableInfo(entry->table);
+      entry->result->reserve(static_cast<unsigned int>(n - h));
+    }
+    AddHit(entry->result, &records, hit, group_name);
+  }
+}
+
+// fillTableResult for merged hits known only through a window of them: the
+// whole count, the documents per table and the hits of the paging window
+// (the positions [start, start + num) of the single item all tables share).
+void FillWindow(SearchResult* result, const _DArray* tables, DocIdManager* docs, const ReversedWindow& window,
+                SearchIndexConfigItem* item, _str_buffer_t* group_name) {
+  for (const auto& count : window.tables) {
+    search_table_info_t* entry = EntryOf(tables, count.first);
+    if (entry != nullptr) entry->found += static_cast<int>(count.second);
+  }
+  // Every hit of the window is returned.
+  if (darray_length(tables) == 1) {
+    FillOneTable(result, TableAt(tables, 0), docs, window.hits, group_name);
+  } else {
+    FillTables(result, tables, docs, window.hits, group_name);
   }
   item->counter += static_cast<int>(window.docs);
   result->sumDocsFound(static_cast<int>(window.docs));
