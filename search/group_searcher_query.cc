@@ -190,50 +190,34 @@ void AddHit(TableResult* result, DocRecordCursor* records, doc_union_t hit, _str
   result->add(key, static_cast<int>(len), hit, group_name);
 }
 
-// The window's hits into the results of `tables`, each table's result
-// sized to its share of them first.
-void FillTables(SearchResult* result, const _DArray* tables, DocIdManager* docs,
-                const std::vector<unsigned long long>& hits, _str_buffer_t* group_name) {
+// The window's hits into the results of `tables`, each table's result sized
+// to its share of them first (with one table: every hit, no counting pass).
+void FillWindowHits(SearchResult* result, const _DArray* tables, DocIdManager* docs,
+                    const std::vector<unsigned long long>& hits, _str_buffer_t* group_name) {
   const size_t n = hits.size();
-  std::vector<search_table_info_t*> owners(n);
-  std::vector<unsigned int> shares(darray_length(tables), 0);
-  for (size_t h = 0; h < n; ++h) {
+  const unsigned int count = darray_length(tables);
+  std::vector<unsigned int> shares(count, count == 1 ? static_cast<unsigned int>(n) : 0u);
+  for (size_t h = 0; h < n && count > 1; ++h) {
     const int t = EntryIndexOf(tables, TableIdOf(docs, doc_union_t{hits[h]}.docid()));
-    owners[h] = t < 0 ? nullptr : TableAt(tables, static_cast<unsigned int>(t));
     if (t >= 0) ++shares[static_cast<size_t>(t)];
   }
   DocRecordCursor ahead(docs), records(docs);
-  for (size_t h = 0; h < n; ++h) {
-    if (h + kPrefetchAhead < n) ahead.prefetch(doc_union_t{hits[h + kPrefetchAhead]}.docid());
-    search_table_info_t* entry = owners[h];
-    if (entry == nullptr) continue;
-    if (entry->result == nullptr) {
-      entry->result = result->createTableResult();
-      if (entry->result == nullptr) continue;
-      entry->result->readTableInfo(entry->table);
-      const int t = EntryIndexOf(tables, entry->table->table_id);
-      entry->result->reserve(shares[static_cast<size_t>(t)]);
-    }
-    AddHit(entry->result, &records, doc_union_t{hits[h]}, group_name);
-  }
-}
-
-// The same for a single table: its result is sized to every hit, and a hit
-// of another table (which the evaluation has dropped already) is skipped.
-void FillOneTable(SearchResult* result, search_table_info_t* entry, DocIdManager* docs,
-                  const std::vector<unsigned long long>& hits, _str_buffer_t* group_name) {
-  const size_t n = hits.size();
-  const unsigned int table_id = entry->table->table_id;
-  DocRecordCursor ahead(docs), records(docs);
+  unsigned int last_id = 0;  // hits come in runs of one table: its entry is kept
+  int last = -1;
   for (size_t h = 0; h < n; ++h) {
     if (h + kPrefetchAhead < n) ahead.prefetch(doc_union_t{hits[h + kPrefetchAhead]}.docid());
     const doc_union_t hit{hits[h]};
-    if (TableIdOf(docs, hit.docid()) != table_id) continue;
+    const unsigned int table_id = TableIdOf(docs, hit.docid());
+    const int t = last >= 0 && table_id == last_id ? last : EntryIndexOf(tables, table_id);
+    last_id = table_id;
+    last = t;
+    if (t < 0) continue;
+    search_table_info_t* entry = TableAt(tables, static_cast<unsigned int>(t));
     if (entry->result == nullptr) {
       entry->result = result->createTableResult();
       if (entry->result == nullptr) continue;
       entry->result->readTableInfo(entry->table);
-      entry->result->reserve(static_cast<unsigned int>(n - h));
+      entry->result->reserve(shares[static_cast<size_t>(t)]);
     }
     AddHit(entry->result, &records, hit, group_name);
   }
@@ -249,11 +233,7 @@ void FillWindow(SearchResult* result, const _DArray* tables, DocIdManager* docs,
     if (entry != nullptr) entry->found += static_cast<int>(count.second);
   }
   // Every hit of the window is returned.
-  if (darray_length(tables) == 1) {
-    FillOneTable(result, TableAt(tables, 0), docs, window.hits, group_name);
-  } else {
-    FillTables(result, tables, docs, window.hits, group_name);
-  }
+  FillWindowHits(result, tables, docs, window.hits, group_name);
   item->counter += static_cast<int>(window.docs);
   result->sumDocsFound(static_cast<int>(window.docs));
   for (unsigned int t = 0; t < darray_length(tables); ++t) {
@@ -440,12 +420,7 @@ int GroupSearcher::fillTableResult(SearchResult* result, _DArray* tables,
     // wanted soon (hits past the window are only counted).
     if (returning && h + kPrefetchAhead < n) ahead.prefetch(doc_union_t{darray_get_by_index(hits, h + kPrefetchAhead)}.docid());
     returning = false;
-    const unsigned int table_id = TableIdOf(docs, hit.docid());
-    search_table_info_t* entry = nullptr;
-    for (unsigned int t = 0; t < table_count && entry == nullptr; ++t) {
-      search_table_info_t* candidate = TableAt(tables, t);
-      if (candidate->table->table_id == table_id) entry = candidate;
-    }
+    search_table_info_t* entry = EntryOf(tables, TableIdOf(docs, hit.docid()));
     if (entry == nullptr) continue;
     ++entry->found;
     // The paging window runs over the ranked hits of the whole item, across

@@ -28,6 +28,23 @@ unsigned char ByteAt(const ArrayList* list, int i) {
                           : 0;
 }
 
+// strlen of the group names of a result, measured again only when the
+// pointer changes: one group's name fills entry after entry.
+class NameLength {
+ public:
+  size_t of(const char* s) {
+    if (s != last_) {
+      last_ = s;
+      len_ = s == nullptr ? 0 : strlen(s);
+    }
+    return len_;
+  }
+
+ private:
+  const char* last_ = nullptr;
+  size_t len_ = 0;
+};
+
 void AppendText(StringBuffer* out, const char* s) {
   if (s != nullptr && s[0] != '\0') out->append(s);
 }
@@ -120,9 +137,8 @@ void TableResult::readTableInfo(const table_info_t* info) {
 }
 
 bool TableResult::reserve(unsigned int n) {
-  ArrayList* lists[] = {pkey_arr_, offset_arr_, field_id_arr_, weight_arr_, group_arr_};
   bool ok = keys_.reserve(n);
-  for (ArrayList* list : lists) ok = list->reserve(n) == RET_OK && ok;
+  for (ArrayList** list : entryLists()) ok = (*list)->reserve(n) == RET_OK && ok;
   return ok;
 }
 
@@ -164,7 +180,7 @@ int TableResult::add(const char* key_text, int key_len, doc_union_t hit, _str_bu
 int TableResult::insert(int position, _str_buffer_t* pkey,
                         unsigned char weight, unsigned char field_id,
                         unsigned char doc_id, const char* group) {
-  _str_buffer_t* key = pkey != nullptr && pkey->data != nullptr ? newKey(pkey->data, pkey->len) : newKey(nullptr, 0);
+  _str_buffer_t* key = copyKey(pkey);
   if (key == nullptr) return -1;
   const unsigned int at = position < 0 ? 0u : static_cast<unsigned int>(position);
   pkey_arr_->insert(at, ptr_to_slot(key));
@@ -217,13 +233,9 @@ size_t TableResult::serializedBound() const {
     const _str_buffer_t* key = SlotPtr<_str_buffer_t>(pkey_arr_, static_cast<int>(i));
     bytes += 3 + (key == nullptr || key->len < 0 ? 0 : static_cast<size_t>(key->len));
   }
-  const char* last = nullptr;
-  size_t last_len = 0;
+  NameLength names;
   for (unsigned int i = 0; i < group_arr_->length(); ++i) {
-    const char* group = SlotPtr<const char>(group_arr_, static_cast<int>(i));
-    if (group != last) last_len = text(group);
-    last = group;
-    bytes += 3 + last_len;
+    bytes += 3 + names.of(SlotPtr<const char>(group_arr_, static_cast<int>(i)));
   }
   return bytes;
 }
@@ -271,17 +283,10 @@ void TableResult::appendIntArray(const char* name, const ArrayList* list,
 
 void TableResult::appendStrArray(const char* name, const ArrayList* list,
                                  StringBuffer* out) {
-  // Entries are mostly one group's name over and over: its length is
-  // measured once per run of the same pointer.
-  const char* last = nullptr;
-  int last_len = 0;
-  AppendArray(name, list, out, [&last, &last_len](unsigned long long slot, JsonText& text) {
+  NameLength names;
+  AppendArray(name, list, out, [&names](unsigned long long slot, JsonText& text) {
     const char* s = static_cast<const char*>(slot_to_ptr(slot));
-    if (s != last) {
-      last = s;
-      last_len = s == nullptr ? 0 : static_cast<int>(strlen(s));
-    }
-    return AppendQuoted(text, s, last_len);
+    return AppendQuoted(text, s, static_cast<int>(names.of(s)));
   });
 }
 

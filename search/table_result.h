@@ -18,6 +18,7 @@
 #ifndef KS_SEARCH_TABLE_RESULT_H_
 #define KS_SEARCH_TABLE_RESULT_H_
 
+#include <array>
 #include <cstdint>
 
 #include "config/config_records.h"
@@ -134,9 +135,18 @@ class TableResult {
   // Removes the entries whose mark is set (one mark per entry), keeping the
   // order of the others, as deleteDoc on each would.
   void removeMarked(const unsigned char* marks);
+  // The five lists holding one entry per returned document (key, document
+  // id, field id, weight, group name), in that order.
+  std::array<ArrayList**, 5> entryLists() {
+    return {&pkey_arr_, &offset_arr_, &field_id_arr_, &weight_arr_, &group_arr_};
+  }
 
   // A key buffer holding the `len` bytes at `text` (null: empty), or null.
   _str_buffer_t* newKey(const char* text, int len);
+  // A key buffer holding a copy of `key`'s bytes (null: empty), or null.
+  _str_buffer_t* copyKey(const _str_buffer_t* key) {
+    return key != nullptr && key->data != nullptr ? newKey(key->data, key->len) : newKey(nullptr, 0);
+  }
   // Frees a key of pkey_arr unless the slab holds it.
   void freeKey(_str_buffer_t* key);
 

@@ -144,7 +144,7 @@ bool TableResult::filterSamePkeyHashed(TableResult* other, int* removed) {
 
 void TableResult::removeMarked(const unsigned char* marks) {
   const unsigned int n = pkey_arr_->length();
-  ArrayList* lists[] = {pkey_arr_, offset_arr_, field_id_arr_, weight_arr_, group_arr_};
+  const auto lists = entryLists();
   unsigned int kept = 0;
   for (unsigned int i = 0; i < n; ++i) {
     if (marks[i] != 0) {
@@ -152,12 +152,12 @@ void TableResult::removeMarked(const unsigned char* marks) {
       --docs_found_;
       continue;
     }
-    for (ArrayList* list : lists) list->items[kept] = list->items[i];
+    for (ArrayList** list : lists) (*list)->items[kept] = (*list)->items[i];
     ++kept;
   }
-  for (ArrayList* list : lists) {
-    for (unsigned int i = kept; i < n; ++i) list->items[i] = 0;
-    list->count = kept;
+  for (ArrayList** list : lists) {
+    for (unsigned int i = kept; i < n; ++i) (*list)->items[i] = 0;
+    (*list)->count = kept;
   }
 }
 
@@ -186,7 +186,7 @@ int TableResult::mergeAndSortByInsertion(TableResult* other) {
 bool TableResult::mergeAndSortInOnePass(TableResult* other) {
   const unsigned int m = pkey_arr_->length();
   const unsigned int n = static_cast<unsigned int>(other->getCount());
-  ArrayList* merged[5] = {};
+  ArrayList* merged[5] = {};  // in entryLists() order
   std::vector<_str_buffer_t*> copies;
   bool ready = true;
   try {
@@ -196,8 +196,7 @@ bool TableResult::mergeAndSortInOnePass(TableResult* other) {
   }
   keys_.reserve(n);
   for (unsigned int i = 0; i < n && ready; ++i) {
-    const _str_buffer_t* key = other->getPkey(static_cast<int>(i));
-    copies.push_back(key != nullptr && key->data != nullptr ? newKey(key->data, key->len) : newKey(nullptr, 0));
+    copies.push_back(copyKey(other->getPkey(static_cast<int>(i))));
     ready = copies.back() != nullptr;
   }
   for (ArrayList*& list : merged) {
@@ -209,9 +208,9 @@ bool TableResult::mergeAndSortInOnePass(TableResult* other) {
     for (ArrayList* list : merged) delete list;
     return false;
   }
-  ArrayList* mine[5] = {pkey_arr_, offset_arr_, field_id_arr_, weight_arr_, group_arr_};
+  const auto mine = entryLists();
   auto take_mine = [&](unsigned int p) {
-    for (int l = 0; l < 5; ++l) merged[l]->add(mine[l]->items[p]);
+    for (size_t l = 0; l < mine.size(); ++l) merged[l]->add((*mine[l])->items[p]);
   };
   unsigned int p = 0;
   for (unsigned int i = 0; i < n; ++i) {
@@ -225,12 +224,10 @@ bool TableResult::mergeAndSortInOnePass(TableResult* other) {
     merged[4]->add(static_cast<const void*>(other->getGroupName(at)));
   }
   while (p < m) take_mine(p++);
-  for (int l = 0; l < 5; ++l) delete mine[l];
-  pkey_arr_ = merged[0];
-  offset_arr_ = merged[1];
-  field_id_arr_ = merged[2];
-  weight_arr_ = merged[3];
-  group_arr_ = merged[4];
+  for (size_t l = 0; l < mine.size(); ++l) {
+    delete *mine[l];
+    *mine[l] = merged[l];
+  }
   return true;
 }
 
