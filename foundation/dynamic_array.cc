@@ -80,12 +80,11 @@ namespace {
 _Ret grow_to(_DArray* arr, unsigned long long capacity) {
   if (capacity > 0xFFFFFFFFULL) return RET_NOMEM;
   // One zeroed slot beyond the declared capacity, as the layout always had.
-  // The storage grows in place where the allocator can (large blocks are
-  // remapped, not copied); every slot from `count` on is then zeroed, which
-  // leaves exactly what a fresh zeroed block with the used slots copied in
-  // would hold.
-  // A growth by many steps at once (a reserve) takes a fresh zeroed block
-  // instead: the allocator hands large ones out already zero.
+  // A growth by many steps at once (a reserve) takes a fresh zeroed block:
+  // the allocator hands large ones out already zero. Otherwise the storage
+  // grows in place where the allocator can (large blocks are remapped, not
+  // copied) and every slot from `count` on is zeroed; both leave what a
+  // fresh zeroed block with the used slots copied in would hold.
   if (capacity + 1 > (~(size_t)0) / sizeof(u64)) return RET_NOMEM;
   const size_t bytes = (size_t)(capacity + 1) * sizeof(u64);
   u64* items = nullptr;

@@ -308,13 +308,7 @@ int DocIdManager::getPKey(int docid, _str_buffer_t* out) {
   unsigned int len = 0;
   if (getPKeyView(docid, &text, &len) != 0) return -1;
   // An inline key replaces the content; a long one is appended to it.
-  if (len <= pkey_docid_t::kInlineKey) {
-    str_buffer_reset(out);
-    char key[pkey_docid_t::kInlineKey];
-    memcpy(key, text, len);
-    str_buffer_append(out, key, static_cast<int>(len));
-    return 0;
-  }
+  if (len <= pkey_docid_t::kInlineKey) str_buffer_reset(out);
   str_buffer_append(out, text, static_cast<int>(len));
   return 0;
 }
