@@ -139,20 +139,34 @@ void BM_Query(benchmark::State& state, const std::string& cls) {
   const char* repeat_env = getenv("KS_SBS_REPEAT");
   const int repeat = repeat_env != nullptr ? atoi(repeat_env) : 5;
   std::vector<double> ms, first, again;
+  std::vector<double> perQuery(queries.size() * static_cast<size_t>(std::max(repeat, 0)));
+  std::vector<double> foundOf(queries.size());
   double found = 0;
   for (auto _ : state) {
     for (int r = 0; r < repeat; ++r) {
-      for (const std::string& q : queries) {
+      for (size_t i = 0; i < queries.size(); ++i) {
         const double t0 = Seconds(CLOCK_MONOTONIC);
-        char* json = g_searcher->doSearch(index, nullptr, q.c_str(), 0, num, false);
+        char* json = g_searcher->doSearch(index, nullptr, queries[i].c_str(), 0, num, false);
         ms.push_back((Seconds(CLOCK_MONOTONIC) - t0) * 1000.0);
         (r == 0 ? first : again).push_back(ms.back());
+        perQuery[i * repeat + r] = ms.back();
         if (json != nullptr && r == 0) {
           const char* at = strstr(json, "\"docs_found\":");
-          for (; at != nullptr; at = strstr(at + 1, "\"docs_found\":")) found += atof(at + 13);
+          for (; at != nullptr; at = strstr(at + 1, "\"docs_found\":")) foundOf[i] += atof(at + 13);
+          found += foundOf[i];
         }
         free(json);
       }
+    }
+  }
+  if (getenv("KS_SBS_DETAIL") != nullptr) {
+    // One line per query on stderr: class, first call, median of the calls,
+    // documents found, the query.
+    for (size_t i = 0; i < queries.size() && repeat > 0; ++i) {
+      std::vector<double> t(perQuery.begin() + i * repeat, perQuery.begin() + (i + 1) * repeat);
+      const double firstMs = t[0];
+      std::sort(t.begin(), t.end());
+      fprintf(stderr, "%s\t%.4f\t%.4f\t%.0f\t%s\n", cls.c_str(), firstMs, t[t.size() / 2], foundOf[i], queries[i].c_str());
     }
   }
   if (ms.empty()) return;

@@ -308,16 +308,52 @@ unsigned int LowerDoc(const unsigned char* base, unsigned int lo, unsigned int h
   return lo;
 }
 
-// LowerDoc galloping from lo: cheap when the answer is near, never worse
-// than twice a binary search.
-unsigned int GallopDoc(const unsigned char* base, unsigned int lo, unsigned int hi, unsigned int doc) {
+// LowerDoc from lo for a doc that may lie far ahead in a long run: the next
+// three records are tried first (a near answer is the common case of a dense
+// merge), then the doc is looked for where the doc ids at the ends of what
+// is left put it. A term's documents are spread about evenly over its file's
+// doc ids, so the guess lands near the answer and the search reads a few
+// records around it rather than galloping on across the run (each step a
+// cache miss).
+unsigned int SeekDoc(const unsigned char* base, unsigned int lo, unsigned int hi, unsigned int doc) {
   if (lo >= hi || RecordAt(base, lo)->docid() >= doc) return lo;
   unsigned int below = lo, step = 1;  // docid(below) < doc
-  while (step < hi - below && RecordAt(base, below + step)->docid() < doc) {
+  for (int k = 0; k < 2; ++k, step <<= 1) {
+    if (step >= hi - below) return LowerDoc(base, below + 1, hi, doc);
+    if (RecordAt(base, below + step)->docid() >= doc) return LowerDoc(base, below + 1, below + step, doc);
     below += step;
-    step <<= 1;
   }
-  return LowerDoc(base, below + 1, std::min(hi, below + step), doc);
+  const unsigned int first = RecordAt(base, below)->docid();
+  const unsigned int last = RecordAt(base, hi - 1)->docid();
+  if (last < doc) return hi;
+  // docid(below) < doc <= docid(above): the answer is in (below, above].
+  unsigned int above = hi - 1;
+  const unsigned int guess =
+      below + static_cast<unsigned int>(static_cast<u64>(doc - first) * (above - below) / (last - first));
+  const unsigned int g = std::min(above, std::max(below + 1, guess));
+  step = 1;
+  if (RecordAt(base, g)->docid() < doc) {
+    below = g;
+    while (step < above - below) {
+      if (RecordAt(base, below + step)->docid() >= doc) {
+        above = below + step;
+        break;
+      }
+      below += step;
+      step <<= 1;
+    }
+  } else {
+    above = g;
+    while (step < above - below) {
+      if (RecordAt(base, above - step)->docid() < doc) {
+        below = above - step;
+        break;
+      }
+      above -= step;
+      step <<= 1;
+    }
+  }
+  return LowerDoc(base, below + 1, above, doc);
 }
 
 // The postings of one term looked up by ascending (doc id, field) keys: per
@@ -342,7 +378,7 @@ class TermProbe {
       const Run r = src_.run(t_, f);
       unsigned int& at = at_[f];
       if (at == kUnknown) at = r.lo;
-      at = GallopDoc(src_.base(f), at, r.hi, doc);
+      at = SeekDoc(src_.base(f), at, r.hi, doc);
       for (unsigned int i = at; i < r.hi; ++i) {
         const _idx2_unit_t* rec = RecordAt(src_.base(f), i);
         if (rec->docid() != doc) break;
@@ -470,12 +506,31 @@ void Confirmed(Postings& src, Validity& validity, std::vector<Term>& terms, std:
   if (!std::is_sorted(placed.begin(), placed.end())) std::sort(placed.begin(), placed.end());
 }
 
+// The record IndexManager::fullFileHit lands on for a term whose run in a
+// sealed file is `r`: its binary search replayed on the run's bounds (the
+// file is sorted by sign, so a record compares below the term before the
+// run, above it after), without reading the file.
+int FullFileHit(Run r, unsigned int count) {
+  int lo = 0, hi = static_cast<int>(count) - 1;
+  while (lo <= hi) {
+    const int mid = lo + (hi - lo) / 2;
+    const unsigned int m = static_cast<unsigned int>(mid);
+    if (m >= r.lo && m < r.hi) return mid;
+    if (m < r.lo) {
+      lo = mid + 1;
+    } else {
+      hi = mid - 1;
+    }
+  }
+  return -1;
+}
+
 // Calls fn(record, file) for the postings of `placed` in getTerm's visit of the
-// term `sign`: file by file; in a sealed file from the record its binary
-// search lands on upward, then downward; the active file in append order.
+// term `t`: file by file; in a sealed file from the record its binary search
+// lands on upward, then downward; the active file in append order.
 // With `backward`, exactly the reverse.
 template <typename Fn>
-void VisitPlaced(Postings& src, unsigned int sign, const std::vector<u64>& placed, bool backward, Fn fn) {
+void VisitPlaced(Postings& src, Term& t, const std::vector<u64>& placed, bool backward, Fn fn) {
   auto fileOf = [&placed](size_t j) { return static_cast<int>(placed[j] >> 32); };
   auto at = [&placed](size_t j) { return static_cast<unsigned int>(placed[j]); };
   // Files as [a, b) ranges of placed, forward or backward.
@@ -500,7 +555,7 @@ void VisitPlaced(Postings& src, unsigned int sign, const std::vector<u64>& place
       }
       continue;
     }
-    const unsigned int m = static_cast<unsigned int>(IndexManager::fullFileHit(base, kFileRecords, sign));
+    const unsigned int m = static_cast<unsigned int>(FullFileHit(src.run(t, f), kFileRecords));
     size_t split = a;
     while (split < b && at(split) < m) ++split;
     if (backward) {
@@ -519,7 +574,7 @@ bool SeveralTerms(Postings& src, Validity& validity, const _DArray* list, _DArra
   std::vector<u64> placed;
   std::vector<Term> terms = TermsOf(src, list);
   Confirmed(src, validity, terms, placed);
-  VisitPlaced(src, terms[0].sign, placed, false,
+  VisitPlaced(src, terms[0], placed, false,
               [hits](const _idx2_unit_t* rec, int) { EmitRankedHit(PostingOf(rec), hits); });
   return true;
 }
@@ -597,7 +652,7 @@ unsigned long long NewestDocuments(Postings& src, Validity& validity, std::vecto
     return true;
   };
   unsigned long long prefix = ~0ull;
-  VisitPlaced(src, terms[0].sign, placed, true,
+  VisitPlaced(src, terms[0], placed, true,
               [&](const _idx2_unit_t* rec, int f) {
                 if (prefix == ~0ull && f < newest && f != src.activeFile()) prefix = w->docs;
                 if (firstMeeting(rec->docid())) TakeDocument(w, tables, PostingOf(rec));
@@ -682,7 +737,7 @@ void OlderDocuments(Postings& src, Validity& validity, std::vector<Term>& terms,
       bool all = true;
       for (size_t c = 0; c < checks.size() && all; ++c) {
         const size_t i = checks[c];
-        at[i] = GallopDoc(base, at[i], runs[i].hi, d);
+        at[i] = SeekDoc(base, at[i], runs[i].hi, d);
         all = at[i] < runs[i].hi && RecordAt(base, at[i])->docid() == d;
       }
       if (all) {

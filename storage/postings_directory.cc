@@ -221,21 +221,22 @@ const PostingsDirectory::LongRun* PostingsDirectory::longRun(int f, unsigned int
 }
 
 PostingsDirectory::Run PostingsDirectory::findRun(int f, const unsigned char* base, unsigned int sign) const {
-  if (const LongRun* r = longRun(f, sign)) return Run{r->lo, r->hi};
   const std::vector<unsigned int>& samples = sealed_[f].samples;
   const unsigned int n = kFullFile / kRec;
-  // The first sample not below (above) the sign bounds the answer to the
+  // The first sample not below the sign bounds the run's start to the
   // kStride records before it.
-  auto bound = [&](bool after) {
-    const size_t j = after ? std::upper_bound(samples.begin(), samples.end(), sign) - samples.begin()
-                           : std::lower_bound(samples.begin(), samples.end(), sign) - samples.begin();
-    const unsigned int lo = j == 0 ? 0 : static_cast<unsigned int>((j - 1) * kStride + 1);
-    const unsigned int hi = std::min(n, static_cast<unsigned int>(j * kStride));
-    return SearchSign(base, lo, hi, sign, after);
-  };
-  const unsigned int lo = bound(false);
-  if (lo >= n || SignAt(base, lo) != sign) return Run{lo, lo};
-  return Run{lo, bound(true)};
+  const size_t j = std::lower_bound(samples.begin(), samples.end(), sign) - samples.begin();
+  // A run of kStride records or more holds a sampled record: only a sign
+  // that is sampled can have a long run, kept in the directory.
+  if (j < samples.size() && samples[j] == sign) {
+    if (const LongRun* r = longRun(f, sign)) return Run{r->lo, r->hi};
+  }
+  const unsigned int from = j == 0 ? 0 : static_cast<unsigned int>((j - 1) * kStride + 1);
+  const unsigned int lo = SearchSign(base, from, std::min(n, static_cast<unsigned int>(j * kStride)), sign, false);
+  // Not a long run: the run ends within kStride records of its start.
+  unsigned int hi = lo;
+  while (hi < n && SignAt(base, hi) == sign) ++hi;
+  return Run{lo, hi};
 }
 
 size_t PostingsDirectory::memoryBytes() const {
