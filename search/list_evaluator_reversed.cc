@@ -158,14 +158,20 @@ void OlderDocuments(Postings& src, Validity& validity, std::vector<Term>& terms,
     for (unsigned int j = LowerDoc(base, runs[p].lo, runs[p].hi, lo); j < runs[p].hi; ++j) {
       const unsigned int d = RecordAt(base, j)->docid();
       if (d > hi) break;
-      if (validity.drop(d, field)) continue;
       bool all = true;
       for (size_t c = 0; c < checks.size() && all; ++c) {
+        if (c == 1) {
+          // The first check passed (the rarest turns most down): the others
+          // are looked up together.
+          for (size_t k = 1; k < checks.size(); ++k) PrefetchSeek(base, at[checks[k]], runs[checks[k]].hi, d);
+        }
         const size_t i = checks[c];
         at[i] = SeekDoc(base, at[i], runs[i].hi, d);
         all = at[i] < runs[i].hi && RecordAt(base, at[i])->docid() == d;
       }
-      if (all) {
+      // Checked last: most candidates are turned down by a term, and the
+      // document states are a cache miss each.
+      if (all && !validity.drop(d, field)) {
         ++w->docs;
         tables.add(d);
       }

@@ -34,9 +34,24 @@ bool IsLong(const Term& t) { return t.sign > 0xFFFFFFu; }
 
 bool CountTerms(Postings& src, std::vector<Term>& terms) {
   const bool anyLong = std::any_of(terms.begin(), terms.end(), [](const Term& t) { return IsLong(t); });
+  std::vector<size_t> order;
+  for (size_t i = 0; i < terms.size(); ++i) {
+    if (!anyLong || IsLong(terms[i])) order.push_back(i);
+  }
+  // The likely rarest first, judged by its postings in the newest sealed
+  // file and the active one: the others are then counted only until they
+  // pass it.
+  if (order.size() > 1 && src.files() > 0) {
+    std::vector<u64> newest(terms.size());
+    for (const size_t i : order) {
+      const Run r = src.run(terms[i], src.files() - 1);
+      newest[i] = src.activeCount(terms[i]) + (r.hi - r.lo);
+    }
+    std::stable_sort(order.begin(), order.end(), [&newest](size_t a, size_t b) { return newest[a] < newest[b]; });
+  }
   u64 least = ~0ull;
-  for (Term& t : terms) {
-    if (anyLong && !IsLong(t)) continue;
+  for (const size_t i : order) {
+    Term& t = terms[i];
     if (t.total == kUncounted) src.total(t, least);
     if (t.total == 0) return false;
     least = std::min(least, t.total);
@@ -64,7 +79,7 @@ void Confirmed(Postings& src, Validity& validity, std::vector<Term>& terms, std:
   // doc-id order file by file, so they come nearly sorted.
   std::vector<unsigned int> cands;
   src.forEach(terms[order[0]], [&](const _idx2_unit_t* rec, int, unsigned int) {
-    if (!validity.drop(rec->docid(), rec->field())) cands.push_back(DocField(rec->docid(), rec->field()));
+    cands.push_back(DocField(rec->docid(), rec->field()));
   }, fromDoc);
   SortNearlyOrdered(cands);
   cands.erase(std::unique(cands.begin(), cands.end()), cands.end());
@@ -72,6 +87,11 @@ void Confirmed(Postings& src, Validity& validity, std::vector<Term>& terms, std:
   for (unsigned int k = 1; k < n && !cands.empty(); ++k) {
     if (order[k] != 0) Narrow(src, terms[order[k]], cands);
   }
+  // Validity is checked on the survivors only: the document states are a
+  // cache miss each.
+  cands.erase(std::remove_if(cands.begin(), cands.end(),
+                             [&validity](unsigned int key) { return validity.drop(key >> 8, static_cast<unsigned char>(key)); }),
+              cands.end());
   if (cands.empty()) return;
   if (order[0] == 0) {
     // The first term proposed the candidates: its postings on the survivors.

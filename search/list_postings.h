@@ -142,17 +142,24 @@ class Postings {
     t.sign = sign;
     t.runs.assign(bases_.size(), Run{kUnknown, kUnknown});
   }
+  void prefetchRun(const Term& t, int f) const {
+    if (t.runs[f].lo == kUnknown) dir_->prefetchRun(f, bases_[f], t.sign);
+  }
   Run run(Term& t, int f) {
     Run& r = t.runs[f];
     if (r.lo == kUnknown) r = dir_->findRun(f, bases_[f], t.sign);
     return r;
   }
+  u64 activeCount(const Term& t) const { return dir_->active().count(t.sign); }
   // Postings of the term, all fields: runs of every file plus the active
   // ones; once the count passes `cap` it stops there (t.total is then a
   // lower bound above cap).
   u64 total(Term& t, u64 cap) {
-    u64 sum = dir_->active().count(t.sign);
+    u64 sum = activeCount(t);
+    const int ahead = 8;  // files whose lookups are under way together
+    for (int f = 0; f < files() && f < ahead; ++f) prefetchRun(t, f);
     for (int f = 0; f < files() && sum <= cap; ++f) {
+      if (f + ahead < files()) prefetchRun(t, f + ahead);
       const Run r = run(t, f);
       sum += r.hi - r.lo;
     }
@@ -323,10 +330,10 @@ void Narrow(Postings& src, Term& t, std::vector<unsigned int>& cands);
 // one of them is absent. Counting every term in every file would cost terms
 // x files. Terms of more than 4 bytes (several characters) have hashed
 // signs, mostly above 2^24, and are the rare ones: a pair is no more
-// frequent than either of its characters. Only they are counted then, each
-// until it passes the smallest count so far (terms counted before keep
-// their count); the others keep kUncounted and are probed, never walked
-// whole.
+// frequent than either of its characters. Only they are counted then, the
+// likely rarest first, each until it passes the smallest count so far
+// (terms counted before keep their count); the others keep kUncounted and
+// are probed, never walked whole. The smallest count is always exact.
 bool CountTerms(Postings& src, std::vector<Term>& terms);
 
 // The terms of a query list.

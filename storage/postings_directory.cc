@@ -21,20 +21,57 @@ const unsigned int kFullFile = 1u << 21;
 unsigned int SignAt(const unsigned char* base, unsigned int i) { return DecodeFixed32(base + i * kRec); }
 unsigned int DocAt(const unsigned char* base, unsigned int i) { return DecodeFixed32(base + i * kRec + 4); }
 
-// First record in [lo, hi) whose sign is >= sign (strictly greater with
-// `after`), hi when none.
-unsigned int SearchSign(const unsigned char* base, unsigned int lo, unsigned int hi, unsigned int sign,
-                        bool after) {
+// First record in [lo, hi) whose sign is >= sign (hi when none), looked for
+// from record `guess` in [lo, hi): galloping away from it, then halving.
+unsigned int SearchSign(const unsigned char* base, unsigned int lo, unsigned int hi, unsigned int guess,
+                        unsigned int sign) {
+  if (lo >= hi) return lo;
+  // The answer lies in [lo, hi]; narrow that around the guess.
+  unsigned int step = 1;
+  if (SignAt(base, guess) < sign) {
+    lo = guess + 1;
+    while (step <= hi - lo) {
+      const unsigned int probe = lo + step - 1;
+      if (SignAt(base, probe) >= sign) {
+        hi = probe;
+        break;
+      }
+      lo = probe + 1;
+      step <<= 1;
+    }
+  } else {
+    hi = guess;
+    while (step <= hi - lo) {
+      const unsigned int probe = hi - step;
+      if (SignAt(base, probe) < sign) {
+        lo = probe + 1;
+        break;
+      }
+      hi = probe;
+      step <<= 1;
+    }
+  }
   while (lo < hi) {
     const unsigned int mid = lo + (hi - lo) / 2;
-    const unsigned int s = SignAt(base, mid);
-    if (s < sign || (after && s == sign)) {
+    if (SignAt(base, mid) < sign) {
       lo = mid + 1;
     } else {
       hi = mid;
     }
   }
   return lo;
+}
+
+// Where in the records [from, to) after sample j - 1 the first sign >= `sign`
+// should be: signs of several characters are hashed, so they spread evenly
+// between two samples.
+unsigned int GuessInSpan(const std::vector<unsigned int>& samples, size_t j, unsigned int from, unsigned int to,
+                         unsigned int sign) {
+  if (from >= to) return from;
+  if (j == 0 || j >= samples.size() || samples[j] <= samples[j - 1]) return from + (to - from) / 2;
+  const unsigned long long at = static_cast<unsigned long long>(sign - samples[j - 1]) * (to - from) /
+                                (samples[j] - samples[j - 1]);
+  return from + static_cast<unsigned int>(std::min<unsigned long long>(at, to - from - 1));
 }
 
 }  // namespace
@@ -232,11 +269,22 @@ PostingsDirectory::Run PostingsDirectory::findRun(int f, const unsigned char* ba
     if (const LongRun* r = longRun(f, sign)) return Run{r->lo, r->hi};
   }
   const unsigned int from = j == 0 ? 0 : static_cast<unsigned int>((j - 1) * kStride + 1);
-  const unsigned int lo = SearchSign(base, from, std::min(n, static_cast<unsigned int>(j * kStride)), sign, false);
+  const unsigned int to = std::min(n, static_cast<unsigned int>(j * kStride));
+  const unsigned int lo = SearchSign(base, from, to, GuessInSpan(samples, j, from, to, sign), sign);
   // Not a long run: the run ends within kStride records of its start.
   unsigned int hi = lo;
   while (hi < n && SignAt(base, hi) == sign) ++hi;
   return Run{lo, hi};
+}
+
+void PostingsDirectory::prefetchRun(int f, const unsigned char* base, unsigned int sign) const {
+  const std::vector<unsigned int>& samples = sealed_[f].samples;
+  const size_t j = std::lower_bound(samples.begin(), samples.end(), sign) - samples.begin();
+  if (j < samples.size() && samples[j] == sign) return;  // maybe a long run: no file read
+  const unsigned int n = kFullFile / kRec;
+  const unsigned int from = j == 0 ? 0 : static_cast<unsigned int>((j - 1) * kStride + 1);
+  const unsigned int to = std::min(n, static_cast<unsigned int>(j * kStride));
+  if (from < to) __builtin_prefetch(base + static_cast<size_t>(GuessInSpan(samples, j, from, to, sign)) * kRec);
 }
 
 size_t PostingsDirectory::memoryBytes() const {

@@ -85,6 +85,9 @@ class PostingsDirectory {
   bool docOrdered() const { return docOrdered_; }
   // The run of `sign` in sealed file f whose records start at `base`.
   Run findRun(int f, const unsigned char* base, unsigned int sign) const;
+  // Asks the cache for the records findRun(f, base, sign) will read first,
+  // so that the lookups of one term in many files overlap their misses.
+  void prefetchRun(int f, const unsigned char* base, unsigned int sign) const;
   // The run of `sign` in sealed file f when it has at least kStride records,
   // else null.
   const LongRun* longRun(int f, unsigned int sign) const;
