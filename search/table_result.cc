@@ -58,33 +58,35 @@ bool OpenArray(const char* name, const ArrayList* list, JsonText& text) {
   return true;
 }
 
-// Writes ,"name":[ then the entries, then ]. `entry` appends one entry and
-// returns false when the entry is to be skipped.
-template <typename Entry>
-void AppendArray(const char* name, const ArrayList* list, StringBuffer* out,
-                 Entry entry) {
-  JsonText text(out);
-  if (!OpenArray(name, list, text)) return;
+// Writes ,"name":[ then the quoted texts, then ]. `text(slot, &len)` gives an
+// entry's text, or null (or len <= 0) for an entry that is skipped. A skipped
+// entry takes its separator with it, so an empty last entry leaves a trailing
+// ","; readers of this text have always seen that. The room for every entry
+// is made at once and the entries are copied straight in.
+template <typename Text>
+void AppendQuotedArray(const char* name, const ArrayList* list, StringBuffer* out, Text text) {
+  JsonText json(out);
+  if (!OpenArray(name, list, json)) return;
   const unsigned int n = list->length();
+  unsigned long long bytes = 1;  // the closing ]
   for (unsigned int i = 0; i < n; ++i) {
-    // A skipped entry takes its separator with it, so an empty last entry
-    // leaves a trailing ","; readers of this text have always seen that.
-    if (!entry(list->get(i), text)) continue;
-    if (i + 1 < n) text.put(',');
+    int len = 0;
+    if (text(list->get(i), &len) != nullptr && len > 0) bytes += static_cast<unsigned long long>(len) + 3;
   }
-  text.put(']');
-}
-
-bool AppendQuoted(JsonText& out, const char* s, int len) {
-  if (s == nullptr || len <= 0) return false;
-  char* at = out.reserve(len + 2);
-  if (at == nullptr) return true;
-  *at++ = '"';
-  memcpy(at, s, static_cast<size_t>(len));
-  at += len;
-  *at++ = '"';
-  out.commit(at);
-  return true;
+  char* at = bytes < (1ull << 30) ? json.reserve(static_cast<int>(bytes)) : nullptr;
+  if (at == nullptr) return;
+  for (unsigned int i = 0; i < n; ++i) {
+    int len = 0;
+    const char* s = text(list->get(i), &len);
+    if (s == nullptr || len <= 0) continue;
+    *at++ = '"';
+    memcpy(at, s, static_cast<size_t>(len));
+    at += len;
+    *at++ = '"';
+    if (i + 1 < n) *at++ = ',';
+  }
+  *at++ = ']';
+  json.commit(at);
 }
 
 }  // namespace
@@ -284,18 +286,19 @@ void TableResult::appendIntArray(const char* name, const ArrayList* list,
 void TableResult::appendStrArray(const char* name, const ArrayList* list,
                                  StringBuffer* out) {
   NameLength names;
-  AppendArray(name, list, out, [&names](unsigned long long slot, JsonText& text) {
+  AppendQuotedArray(name, list, out, [&names](unsigned long long slot, int* len) {
     const char* s = static_cast<const char*>(slot_to_ptr(slot));
-    return AppendQuoted(text, s, static_cast<int>(names.of(s)));
+    *len = static_cast<int>(names.of(s));
+    return s;
   });
 }
 
 void TableResult::appendStrBufferArray(const char* name, const ArrayList* list,
                                        StringBuffer* out) {
-  AppendArray(name, list, out, [](unsigned long long slot, JsonText& text) {
+  AppendQuotedArray(name, list, out, [](unsigned long long slot, int* len) {
     const _str_buffer_t* s = static_cast<const _str_buffer_t*>(slot_to_ptr(slot));
-    return AppendQuoted(text, s == nullptr ? nullptr : s->data,
-                        s == nullptr ? 0 : s->len);
+    *len = s == nullptr ? 0 : s->len;
+    return s == nullptr ? static_cast<const char*>(nullptr) : s->data;
   });
 }
 
