@@ -117,6 +117,7 @@ void OlderDocuments(Postings& src, Validity& validity, std::vector<Term>& terms,
   std::vector<unsigned int> shared;  // DocField keys of documents two files can hold
   std::vector<unsigned int> at(n);
   std::vector<size_t> checks;  // the terms other than the proposer, in checking order
+  std::vector<const PostingsDirectory::LongRun*> longs(n);  // their long runs in the file (or null)
   for (int f = 0; f < newest; ++f) {
     const unsigned char* base = src.base(f);
     const unsigned char field = static_cast<unsigned char>(src.dirPlainField(f));
@@ -151,6 +152,7 @@ void OlderDocuments(Postings& src, Validity& validity, std::vector<Term>& terms,
     checks.clear();
     for (size_t i = 0; i < n; ++i) {
       if (i != p) checks.push_back(i);
+      longs[i] = runs[i].hi - runs[i].lo >= PostingsDirectory::kStride ? src.longRun(f, terms[i].sign) : nullptr;
     }
     std::sort(checks.begin(), checks.end(), [&runs](size_t a, size_t b) {
       return runs[a].hi - runs[a].lo < runs[b].hi - runs[b].lo;
@@ -166,7 +168,9 @@ void OlderDocuments(Postings& src, Validity& validity, std::vector<Term>& terms,
           for (size_t k = 1; k < checks.size(); ++k) PrefetchSeek(base, at[checks[k]], runs[checks[k]].hi, d);
         }
         const size_t i = checks[c];
-        at[i] = SeekDoc(base, at[i], runs[i].hi, d);
+        at[i] = at[i] == runs[i].lo && longs[i] != nullptr
+                    ? SeekDocInRun(base, at[i], runs[i].hi, d, longs[i]->firstDoc, longs[i]->lastDoc)
+                    : SeekDoc(base, at[i], runs[i].hi, d);
         all = at[i] < runs[i].hi && RecordAt(base, at[i])->docid() == d;
       }
       // Checked last: most candidates are turned down by a term, and the

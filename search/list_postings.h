@@ -278,8 +278,16 @@ class TermProbe {
       if (found && first) return;
       const Run r = src_.run(t_, f);
       unsigned int& at = at_[f];
-      if (at == kUnknown) at = r.lo;
-      at = SeekDoc(src_.base(f), at, r.hi, doc);
+      if (at == kUnknown) {
+        // The first seek in this file: a long run's ends are known without
+        // reading them.
+        const PostingsDirectory::LongRun* lr =
+            r.hi - r.lo >= PostingsDirectory::kStride ? src_.longRun(f, t_.sign) : nullptr;
+        at = lr != nullptr ? SeekDocInRun(src_.base(f), r.lo, r.hi, doc, lr->firstDoc, lr->lastDoc)
+                           : SeekDoc(src_.base(f), r.lo, r.hi, doc);
+      } else {
+        at = SeekDoc(src_.base(f), at, r.hi, doc);
+      }
       for (unsigned int i = at; i < r.hi; ++i) {
         const _idx2_unit_t* rec = RecordAt(src_.base(f), i);
         if (rec->docid() != doc) break;

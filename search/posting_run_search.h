@@ -31,30 +31,15 @@ inline unsigned int LowerDoc(const unsigned char* base, unsigned int lo, unsigne
   return lo;
 }
 
-// LowerDoc from lo for a doc that may lie far ahead in a long run: the next
-// three records are tried first (a near answer is the common case of a dense
-// merge), then the doc is looked for where the doc ids at the ends of what
-// is left put it. A term's documents are spread about evenly over its file's
-// doc ids, so the guess lands near the answer and the search reads a few
-// records around it rather than galloping on across the run (each step a
-// cache miss).
-inline unsigned int SeekDoc(const unsigned char* base, unsigned int lo, unsigned int hi, unsigned int doc) {
-  if (lo >= hi || RecordAt(base, lo)->docid() >= doc) return lo;
-  unsigned int below = lo, step = 1;  // docid(below) < doc
-  for (int k = 0; k < 2; ++k, step <<= 1) {
-    if (step >= hi - below) return LowerDoc(base, below + 1, hi, doc);
-    if (RecordAt(base, below + step)->docid() >= doc) return LowerDoc(base, below + 1, below + step, doc);
-    below += step;
-  }
-  const unsigned int first = RecordAt(base, below)->docid();
-  const unsigned int last = RecordAt(base, hi - 1)->docid();
-  if (last < doc) return hi;
-  // docid(below) < doc <= docid(above): the answer is in (below, above].
-  unsigned int above = hi - 1;
+// The first record in (below, above] whose doc id is >= doc, given
+// docid(below) = first < doc <= docid(above) = last: looked for from where
+// the two doc ids put it, galloping away from that guess, then halving.
+inline unsigned int SeekBetween(const unsigned char* base, unsigned int below, unsigned int above, unsigned int doc,
+                                unsigned int first, unsigned int last) {
   const unsigned int guess =
       below + static_cast<unsigned int>(static_cast<unsigned long long>(doc - first) * (above - below) / (last - first));
   const unsigned int g = std::min(above, std::max(below + 1, guess));
-  step = 1;
+  unsigned int step = 1;
   if (RecordAt(base, g)->docid() < doc) {
     below = g;
     while (step < above - below) {
@@ -77,6 +62,36 @@ inline unsigned int SeekDoc(const unsigned char* base, unsigned int lo, unsigned
     }
   }
   return LowerDoc(base, below + 1, above, doc);
+}
+
+// LowerDoc from lo for a doc that may lie far ahead in a long run: the next
+// three records are tried first (a near answer is the common case of a dense
+// merge), then the doc is looked for where the doc ids at the ends of what
+// is left put it. A term's documents are spread about evenly over its file's
+// doc ids, so the guess lands near the answer and the search reads a few
+// records around it rather than galloping on across the run (each step a
+// cache miss).
+inline unsigned int SeekDoc(const unsigned char* base, unsigned int lo, unsigned int hi, unsigned int doc) {
+  if (lo >= hi || RecordAt(base, lo)->docid() >= doc) return lo;
+  unsigned int below = lo, step = 1;  // docid(below) < doc
+  for (int k = 0; k < 2; ++k, step <<= 1) {
+    if (step >= hi - below) return LowerDoc(base, below + 1, hi, doc);
+    if (RecordAt(base, below + step)->docid() >= doc) return LowerDoc(base, below + 1, below + step, doc);
+    below += step;
+  }
+  const unsigned int last = RecordAt(base, hi - 1)->docid();
+  if (last < doc) return hi;
+  return SeekBetween(base, below, hi - 1, doc, RecordAt(base, below)->docid(), last);
+}
+
+// LowerDoc over a whole run [lo, hi) whose first and last doc ids are known
+// (a long run, from the postings directory): the first record read is where
+// they put `doc`, not the run's ends.
+inline unsigned int SeekDocInRun(const unsigned char* base, unsigned int lo, unsigned int hi, unsigned int doc,
+                                 unsigned int firstDoc, unsigned int lastDoc) {
+  if (lo >= hi || firstDoc >= doc) return lo;
+  if (lastDoc < doc) return hi;
+  return SeekBetween(base, lo, hi - 1, doc, firstDoc, lastDoc);
 }
 
 // Asks the cache for the record where SeekDoc(base, lo, hi, doc) will first

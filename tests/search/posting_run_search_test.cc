@@ -19,7 +19,7 @@ std::vector<unsigned char> RunOf(const std::vector<unsigned int>& docs) {
   return bytes;
 }
 
-// SeekDoc and LowerDoc give std::lower_bound's answer from any start, on runs
+// SeekDoc, SeekDocInRun and LowerDoc give std::lower_bound's answer from any start, on runs
 // spread evenly, bunched at one end, with repeated doc ids (a document in
 // several fields) and with long gaps, which mislead the interpolation.
 TEST(PostingRunSearchTest, SeeksGiveTheLowerBoundOnEveryShapeOfRun) {
@@ -46,6 +46,9 @@ TEST(PostingRunSearchTest, SeeksGiveTheLowerBoundOnEveryShapeOfRun) {
             static_cast<unsigned int>(std::lower_bound(docs.begin() + lo, docs.begin() + hi, doc) - docs.begin());
         ASSERT_EQ(want, SeekDoc(run.data(), lo, hi, doc)) << "shape " << shape << " n " << n << " [" << lo << ", " << hi << ") doc " << doc;
         ASSERT_EQ(want, LowerDoc(run.data(), lo, hi, doc)) << "shape " << shape << " n " << n;
+        // Over the whole run, with its end doc ids known.
+        const unsigned int whole = static_cast<unsigned int>(std::lower_bound(docs.begin(), docs.end(), doc) - docs.begin());
+        ASSERT_EQ(whole, SeekDocInRun(run.data(), 0, n, doc, docs.front(), docs.back())) << "shape " << shape << " n " << n;
       }
     }
   }
