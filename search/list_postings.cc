@@ -51,6 +51,9 @@ bool CountTerms(Postings& src, std::vector<Term>& terms) {
   }
   u64 least = ~0ull;
   for (const size_t i : order) {
+    // So few candidates are cheaper to probe in the files that hold them
+    // than another term is to count in every file.
+    if (least <= kFewCandidates) break;
     Term& t = terms[i];
     if (t.total == kUncounted) src.total(t, least);
     if (t.total == 0) return false;
@@ -73,8 +76,12 @@ void Confirmed(Postings& src, Validity& validity, std::vector<Term>& terms, std:
   std::vector<unsigned int> order(n);
   for (unsigned int i = 0; i < n; ++i) order[i] = i;
   if (!CountTerms(src, terms)) return;  // one absent term: no hits
-  std::stable_sort(order.begin(), order.end(),
-                   [&terms](unsigned int a, unsigned int b) { return terms[a].total < terms[b].total; });
+  // Rarest first; of the terms not counted, those of several characters
+  // (rarer than their characters) first.
+  std::stable_sort(order.begin(), order.end(), [&terms](unsigned int a, unsigned int b) {
+    if (terms[a].total != terms[b].total) return terms[a].total < terms[b].total;
+    return IsLong(terms[a]) && !IsLong(terms[b]);
+  });
   // The rarest term proposes the (doc id, field) candidates: its runs are in
   // doc-id order file by file, so they come nearly sorted.
   std::vector<unsigned int> cands;

@@ -33,6 +33,7 @@ typedef PostingsDirectory::Run Run;
 const unsigned int kUnknown = 0xFFFFFFFFu;  // a run not looked up yet
 const unsigned long long kUncounted = ~0ull;  // a term's postings not counted
 const unsigned int kFileRecords = (1u << 21) / kPostingRecordSize;
+const unsigned long long kFewCandidates = 64;  // see CountTerms
 
 // A posting's (doc id, field) as one number: ordered by doc id, then field.
 inline unsigned int DocField(unsigned int doc, unsigned char field) { return (doc << 8) | field; }
@@ -340,8 +341,9 @@ void Narrow(Postings& src, Term& t, std::vector<unsigned int>& cands);
 // signs, mostly above 2^24, and are the rare ones: a pair is no more
 // frequent than either of its characters. Only they are counted then, the
 // likely rarest first, each until it passes the smallest count so far
-// (terms counted before keep their count); the others keep kUncounted and
-// are probed, never walked whole. The smallest count is always exact.
+// (terms counted before keep their count), and none once that count is
+// kFewCandidates or less; the others keep kUncounted and are probed, never
+// walked whole. The smallest count is always exact.
 bool CountTerms(Postings& src, std::vector<Term>& terms);
 
 // The terms of a query list.
