@@ -1,8 +1,8 @@
 // Shared pieces of the adapter tests: a host database written through its own
-// keyed connection, a capture of both log channels, and a fixture running an
+// keyed connection, and a fixture running an
 // engine (Searcher + KSSearchDataAdapter, as the host bridge sets them up)
 // beside an encrypted host database "app", with helpers to register tables,
-// scan them and look documents up by searching.
+// scan them and look documents up by searching, and its log lines in log_.
 #ifndef KS_TESTS_ADAPTER_ADAPTER_FIXTURE_H_
 #define KS_TESTS_ADAPTER_ADAPTER_FIXTURE_H_
 
@@ -11,14 +11,12 @@
 #include <stdlib.h>
 
 #include <memory>
-#include <mutex>
 #include <set>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include "adapter/ks_search_data_adapter.h"
-#include "foundation/logging.h"
 #include "search/searcher.h"
 #include "test_util.h"
 
@@ -40,36 +38,6 @@ struct HostDb {
   }
 
   sqlite3* conn = nullptr;
-};
-
-// Both log channels, captured process-wide from Install() on: plain lines as
-// "plain|text", levelled ones as "<level>|text".
-struct LogCapture {
-  static inline std::mutex mutex;
-  static inline std::vector<std::string> lines;
-
-  static void Install() {
-    mobile_search::set_log_cb_func(+[](const char* text) {
-      Add(std::string("plain|") + text);
-      return 0;
-    });
-    mobile_search::set_log_level_func(+[](mobile_search::SEARCH_LOG_LEVEL level, const char* text) {
-      Add(std::to_string(static_cast<int>(level)) + "|" + text);
-    });
-    std::lock_guard<std::mutex> lock(mutex);
-    lines.clear();
-  }
-  static void Add(const std::string& line) {
-    std::lock_guard<std::mutex> lock(mutex);
-    lines.push_back(line);
-  }
-  // How many lines contain `text`.
-  static size_t Count(const std::string& text) {
-    std::lock_guard<std::mutex> lock(mutex);
-    size_t n = 0;
-    for (const std::string& line : lines) n += line.find(text) != std::string::npos;
-    return n;
-  }
 };
 
 // Primary keys listed in every "pkey_arr" of a JSON result text, which it
@@ -101,7 +69,6 @@ class HostedEngineTest : public ::testing::Test {
   // Creates the database with the statements of `schema`, then the engine
   // (which opens it in WAL mode when `wal` is set).
   void SetUpHosted(const char* key, const std::vector<std::string>& schema, bool wal = false) {
-    LogCapture::Install();
     host_ = std::make_unique<HostDb>(db_path_, key);
     for (const std::string& sql : schema) host_->Exec(sql);
     StartEngine();
@@ -148,6 +115,7 @@ class HostedEngineTest : public ::testing::Test {
 
   // Destroyed in reverse order: the adapter unhooks the host's connection
   // before it is closed.
+  ks_test::LogCapture log_;
   ks_test::TempDir dir_;
   const std::string root_ = dir_.file("root");
   const std::string db_path_ = dir_.file("app.db");

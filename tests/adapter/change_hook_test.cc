@@ -41,7 +41,7 @@ TEST_F(ChangeHookTest, InsertsUpdatesAndDeletesAreFollowedInEachHookMode) {
   EXPECT_TRUE(Finds("noupd", Word(1), "k1"));
   EXPECT_FALSE(Finds("noins", Word(1), "k1"));
   // One success line per index that took the row.
-  EXPECT_EQ(3u, LogCapture::Count(
+  EXPECT_EQ(3u, log_.count(
                     "2|[sqlhook addDoc] insert to searcher from table:msgs pkey:k1  success"));
   host_->Exec("UPDATE msgs SET body='" + Word(2) + "' WHERE mid='k1'");
   EXPECT_TRUE(Finds("idx", Word(2), "k1"));
@@ -100,12 +100,12 @@ TEST_F(ChangeHookTest, UnregisteredTablesAndBadRegistrationsOnlyLog) {
   ASSERT_EQ(0, Register("idx", "app", "msgs", "body,nosuch"));
   ASSERT_EQ(0, adapter_->startHook("app", host_->conn));
   host_->Exec("INSERT INTO other VALUES('" + Word(1) + "')");
-  EXPECT_EQ(1u, LogCapture::Count("2| sqlite_hooker 表不存在 2 other -- 1 -- 18"));
-  EXPECT_EQ(1u, LogCapture::Count("2| sqlite_hooker 1 other -- 1 -- 18"));
-  EXPECT_EQ(0u, LogCapture::Count("[sqlhook"));
+  EXPECT_EQ(1u, log_.count("2| sqlite_hooker 表不存在 2 other -- 1 -- 18"));
+  EXPECT_EQ(1u, log_.count("2| sqlite_hooker 1 other -- 1 -- 18"));
+  EXPECT_EQ(0u, log_.count("[sqlhook"));
 
   Insert("k1", Word(2));  // the host's write succeeds; the row is not indexed
-  EXPECT_EQ(1u, LogCapture::Count("4|[sqlhook] sql:SELECT mid,body,nosuch FROM msgs WHERE "
+  EXPECT_EQ(1u, log_.count("4|[sqlhook] sql:SELECT mid,body,nosuch FROM msgs WHERE "
                                   "rowid = 1 failed:(null)"));
   EXPECT_TRUE(TableKeys("idx").empty());
 }

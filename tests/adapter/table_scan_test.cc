@@ -168,12 +168,12 @@ TEST_F(TableScanTest, BadInputGivesCodesAndMessages) {
   EXPECT_EQ(-1, adapter_->scanTable(nullptr, "msgs", "idx"));
   EXPECT_EQ(-5, adapter_->scanTable("nodb", "msgs", "idx"));
   EXPECT_EQ(-1, adapter_->scanTable("app", "nosuch", "idx"));
-  EXPECT_EQ(1u, LogCapture::Count("4|getTabConfig is null  idx -- nosuch -- app"));
+  EXPECT_EQ(1u, log_.count("4|getTabConfig is null  idx -- nosuch -- app"));
 
   ASSERT_EQ(0, Register("cols", "app", "msgs", "body,nosuch"));
   EXPECT_EQ(-7, Scan("cols"));
-  EXPECT_EQ(1u, LogCapture::Count("plain|sqlite prepare fail result:1\n"));
-  EXPECT_EQ(1u, LogCapture::Count("4|[buildTableIndex] sqlite prepare fail result:1\n"));
+  EXPECT_EQ(1u, log_.count("plain|sqlite prepare fail result:1\n"));
+  EXPECT_EQ(1u, log_.count("4|[buildTableIndex] sqlite prepare fail result:1\n"));
   ASSERT_EQ(0, Register("where", "app", "msgs", "body", "flag = = 1"));
   EXPECT_EQ(-7, Scan("where"));
 

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <mutex>
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -17,28 +17,15 @@ using ks_test::WriteFile;
 
 namespace {
 
-std::mutex g_log_mutex;
-std::vector<std::string> g_log;
-
-void CaptureLog(SEARCH_LOG_LEVEL level, const char* text) {
-  std::lock_guard<std::mutex> hold(g_log_mutex);
-  g_log.push_back(std::to_string(static_cast<int>(level)) + ":" + text);
-}
-
 const char kVersionFile[] = "[config]\nindex_version=0.1.0\n";
 
 class ConfigManagerTest : public ::testing::Test {
  protected:
   void SetUp() override {
     root_ = dir_.path() + "/index";
-    set_log_level_func(CaptureLog);
     set_log_level(SEARCH_LOG_INFO);
-    g_log.clear();
   }
-  void TearDown() override {
-    set_log_level_func(nullptr);
-    set_log_level(SEARCH_LOG_WARN);
-  }
+  void TearDown() override { set_log_level(SEARCH_LOG_WARN); }
 
   std::unique_ptr<ConfigManager> Open() { return std::make_unique<ConfigManager>(root_.c_str()); }
   std::string File(const std::string& name) const { return ReadFile(root_ + "/" + name); }
@@ -52,11 +39,10 @@ class ConfigManagerTest : public ::testing::Test {
     Write("IndexVersion.cfg", kVersionFile);
     for (const auto& f : files) Write(f.first, f.second);
   }
-  static bool Logged(const std::string& line) {
-    for (const std::string& l : g_log) {
-      if (l == line) return true;
-    }
-    return false;
+  // Whether a levelled line "<level>|text" was logged.
+  bool Logged(const std::string& line) const {
+    const std::vector<std::string> lines = log_.lines();
+    return std::find(lines.begin(), lines.end(), line) != lines.end();
   }
   static std::string Scan(ConfigManager* m, const char* table, const char* db, const char* index) {
     char group[64] = "";
@@ -75,6 +61,7 @@ class ConfigManagerTest : public ::testing::Test {
     return names;
   }
 
+  ks_test::LogCapture log_;
   ks_test::TempDir dir_;
   std::string root_;
 };
@@ -86,14 +73,14 @@ TEST_F(ConfigManagerTest, VersionStampDecidesWhetherTheRootIsWiped) {
     EXPECT_TRUE(m->isOk());
     EXPECT_EQ(m->getVersionResult(), 1);
     EXPECT_EQ(File("IndexVersion.cfg"), kVersionFile);
-    EXPECT_TRUE(Logged("1:检查引擎版本是否变更 \n"));
-    EXPECT_TRUE(Logged("2:引擎版本变更，删除所有索引根目录 \n"));
-    EXPECT_TRUE(Logged("2:配置对象初始化路径为 " + root_ + " \n"));
+    EXPECT_TRUE(Logged("1|检查引擎版本是否变更 \n"));
+    EXPECT_TRUE(Logged("2|引擎版本变更，删除所有索引根目录 \n"));
+    EXPECT_TRUE(Logged("2|配置对象初始化路径为 " + root_ + " \n"));
     for (const char* line :
-         {"1:读取分组配置文件 \n", "1:分组配置文件不存在或者无任何配置 \n", "1:读取MobileSearch配置文件 \n",
-          "1:MobileSearch配置文件或者无任何配置 \n", "1:读取老rowid配置文件 \n",
-          "1:老rowid文件不存在或者无任何配置 \n", "1:读取新rowid配置文件 \n",
-          "1:新rowid文件不存在或者无任何配置 \n"}) {
+         {"1|读取分组配置文件 \n", "1|分组配置文件不存在或者无任何配置 \n", "1|读取MobileSearch配置文件 \n",
+          "1|MobileSearch配置文件或者无任何配置 \n", "1|读取老rowid配置文件 \n",
+          "1|老rowid文件不存在或者无任何配置 \n", "1|读取新rowid配置文件 \n",
+          "1|新rowid文件不存在或者无任何配置 \n"}) {
       EXPECT_TRUE(Logged(line)) << line;
     }
     m->addIndex("contact", "main", "friend", nullptr, "id", "name", nullptr, nullptr, nullptr,
@@ -102,11 +89,11 @@ TEST_F(ConfigManagerTest, VersionStampDecidesWhetherTheRootIsWiped) {
   // Valid stamp (looked up in the first section, whatever its name): nothing wiped.
   Write("IndexVersion.cfg", "[engine]\nindex_version=0.1.0\n");
   Write("default/postings", "data");
-  g_log.clear();
+  log_.clear();
   {
     auto m = Open();
     EXPECT_EQ(m->getVersionResult(), 0);
-    EXPECT_TRUE(Logged("1:引擎版本未变更 \n"));
+    EXPECT_TRUE(Logged("1|引擎版本未变更 \n"));
     EXPECT_EQ(File("default/postings"), "data");
     EXPECT_NE(m->getTableInfo("contact", "main", "friend"), nullptr);
     EXPECT_EQ(m->getGroup("default")->state, INDEX_STATE_EXISTING);
@@ -146,7 +133,7 @@ TEST_F(ConfigManagerTest, FilesAfterChangesAndTheSameStateAfterRestart) {
                           nullptr, nullptr),
               0);
     EXPECT_TRUE(Logged(
-        "2:注册索引: index_name:msg group_name:g2 db_name:chat table_name:message "
+        "2|注册索引: index_name:msg group_name:g2 db_name:chat table_name:message "
         "key_field:msgId index_fields:content where_condition:(null) tab_pinyin_field:(null) "
         "profile_fields:(null) notoken_fields:(null)   \n"));
     m->setScanMaxRowid("friend", "main", "contact", "default", 120);
@@ -245,7 +232,7 @@ TEST_F(ConfigManagerTest, RowidHistories) {
   m->updateIndexGroup("d", "t", "j", nullptr);
   EXPECT_EQ(Scan(m.get(), "t", "d", "j"), "default:0");
   EXPECT_NE(m->getGroup("b"), nullptr);
-  EXPECT_TRUE(Logged("1:添加分组 b, 1"));
+  EXPECT_TRUE(Logged("1|添加分组 b, 1"));
 
   EXPECT_EQ(m->resetScanMaxRowid("t", "d", "i"), 0);
   EXPECT_EQ(m->resetScanMaxRowid("unknown", "d", "i"), 0);
@@ -267,7 +254,7 @@ TEST_F(ConfigManagerTest, OldRowidFileIsMigratedOnlyWhenValid) {
   {
     auto m = Open();
     ASSERT_TRUE(m->isOk());
-    EXPECT_TRUE(Logged("1:读到了老rowid文件，转存为新的rowid文件 \n"));
+    EXPECT_TRUE(Logged("1|读到了老rowid文件，转存为新的rowid文件 \n"));
     EXPECT_FALSE(FileExists(root_ + "/TableRowid.cfg"));
     EXPECT_EQ(File("Table.cfg"),
               "[main_friend]\ndb_name=main\ntable_name=friend\ncontact=default:42\nmsg=default:7\n");
@@ -308,8 +295,8 @@ TEST_F(ConfigManagerTest, MalformedFilesLoadWhatIsValid) {
                 "[bad_pieces]\ndb_name=d\ntable_name=u\ncontact=x:1:2,:4\n"}});
   auto m = Open();
   ASSERT_TRUE(m->isOk());
-  EXPECT_TRUE(Logged("1:分组配置文件配置项（section:1）格式不正确: index_path为空或者group_name为空 \n"));
-  EXPECT_TRUE(Logged("1:分组配置文件配置项（section:2）格式不正确: index_path为空或者group_name为空 \n"));
+  EXPECT_TRUE(Logged("1|分组配置文件配置项（section:1）格式不正确: index_path为空或者group_name为空 \n"));
+  EXPECT_TRUE(Logged("1|分组配置文件配置项（section:2）格式不正确: index_path为空或者group_name为空 \n"));
   EXPECT_EQ(m->getGroup("p"), nullptr);
   EXPECT_EQ(m->getGroup("c"), nullptr);
   EXPECT_EQ(m->getGroup("z"), nullptr);

@@ -7,13 +7,10 @@
 
 #include "config/config_manager.h"
 #include "foundation/file_util.h"
-#include "foundation/logging.h"
 #include "test_util.h"
 
 namespace mobile_search {
 namespace {
-
-std::string g_lines;
 
 TEST(EngineOptionsFile, ReadAtStartSkippingWhatItCannotTake) {
   ks_test::TempDir dir;
@@ -22,9 +19,8 @@ TEST(EngineOptionsFile, ReadAtStartSkippingWhatItCannotTake) {
   ASSERT_TRUE(ks_test::WriteFile(root + "/IndexVersion.cfg", "[config]\nindex_version=0.1.0\n"));
   ASSERT_TRUE(ks_test::WriteFile(
       root + "/Options.cfg", "[options]\nutf8=full\nnosuch=1\ninfix_digits=99\nfold=simplified\n"));
-  g_lines.clear();
-  set_log_cb_func([](const char* text) { return g_lines += text, 0; });
   {
+    ks_test::LogCapture log;
     ConfigManager manager(root.c_str());
     ASSERT_TRUE(manager.isOk());
     const TextOptions text = manager.getEngineOptions()->textOptions();
@@ -34,11 +30,10 @@ TEST(EngineOptionsFile, ReadAtStartSkippingWhatItCannotTake) {
     std::unique_ptr<char, decltype(&free)> value(manager.getEngineOptions()->get("infix_digits"),
                                                  free);
     EXPECT_STREQ("off", value.get());
+    EXPECT_EQ(
+        "option nosuch=1 in Options.cfg ignored \noption infix_digits=99 in Options.cfg ignored \n",
+        log.plain());
   }
-  set_log_cb_func(nullptr);
-  EXPECT_EQ(
-      "option nosuch=1 in Options.cfg ignored \noption infix_digits=99 in Options.cfg ignored \n",
-      g_lines);
 
   // Another engine version wipes the root, and the options with it.
   ASSERT_TRUE(ks_test::WriteFile(root + "/IndexVersion.cfg", "[config]\nindex_version=0.0.9\n"));

@@ -22,7 +22,6 @@
 #include "config/config_manager.h"
 #include "foundation/file_util.h"
 #include "foundation/hash.h"
-#include "foundation/logging.h"
 #include "search/search_index_config.h"
 #include "searcher_fixture.h"
 #include "storage/doc_id_manager.h"
@@ -150,17 +149,8 @@ class GroupFixture : public ::testing::Test {
 
 using GroupSearcherTest = GroupFixture;
 
-std::vector<std::string> g_logged;
-
 TEST_F(GroupSearcherTest, FailuresAreLoggedAndAClosedGroupRefusesWork) {
-  set_log_cb_func([](const char* text) {
-    g_logged.push_back(text);
-    return 0;
-  });
-  set_log_level_func([](SEARCH_LOG_LEVEL level, const char* text) {
-    g_logged.push_back(std::to_string(static_cast<int>(level)) + ":" + text);
-  });
-  g_logged.clear();
+  ks_test::LogCapture log;
   char* values[3] = {const_cast<char*>("t"), const_cast<char*>("g"), const_cast<char*>("")};
   EXPECT_EQ(-1, gs_->modifyDoc("idx", "db", "msg", "k", 2, values));  // 3 fields configured
   EXPECT_EQ(GroupSearcher::kEllipseNothing, compact());
@@ -170,12 +160,11 @@ TEST_F(GroupSearcherTest, FailuresAreLoggedAndAClosedGroupRefusesWork) {
   ASSERT_EQ(0, rename(groupDir().c_str(), (groupDir() + "-cpy").c_str()));
   ASSERT_EQ(0, symlink((groupDir() + "-gone").c_str(), groupDir().c_str()));
   EXPECT_EQ(-1, gs_->open(mgr_, "default"));
-  set_log_cb_func(nullptr);
-  set_log_level_func(nullptr);
   EXPECT_EQ((std::vector<std::string>{
-                "modify doc fail index_name:idx db_name:db table_name:msg pkey:k",
-                "Out Ellipse --> the error code is 10", "4:ELLIPSE dir rename failed. default \n"}),
-            g_logged);
+                "plain|modify doc fail index_name:idx db_name:db table_name:msg pkey:k",
+                "plain|Out Ellipse --> the error code is 10",
+                "4|ELLIPSE dir rename failed. default \n"}),
+            log.lines());
   EXPECT_EQ(-1, gs_->modifyDoc("idx", "db", "msg", "k", 3, values));
   EXPECT_EQ(-1, gs_->delDoc("idx", "db", "msg", "k"));
   EXPECT_EQ(-1, gs_->getIndexDeleteCount());

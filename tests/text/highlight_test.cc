@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "test_util.h"
 #include "text/highlight_abstract.h"
 #include "text/highlight_pinyin.h"
 #include "text/highlight_positions.h"
@@ -15,12 +16,7 @@
 namespace mobile_search {
 namespace {
 
-// Takes a returned abstract; "<null>" for a null result.
-std::string Take(char* s) {
-  std::string r = s != nullptr ? s : "<null>";
-  free(s);
-  return r;
-}
+using ks_test::Take;
 
 // The tagged abstract and its hit flag.
 std::string Hl(const char* text, const char* query, int maxChars, int* hit = nullptr) {
@@ -40,24 +36,6 @@ std::string Strip(std::string s, const std::string& what) {
 }
 
 std::string Untag(const std::string& s) { return Strip(Strip(s, "<red>"), "</red>"); }
-
-bool ValidUtf8(const std::string& s) {
-  for (size_t i = 0, n = 0; i < s.size(); i += n) {
-    const unsigned char c = s[i];
-    n = c < 0x80 ? 1 : (c >> 5) == 6 ? 2 : (c >> 4) == 14 ? 3 : (c >> 3) == 30 ? 4 : 0;
-    if (n == 0 || i + n > s.size()) return false;
-    for (size_t k = 1; k < n; ++k) {
-      if ((s[i + k] & 0xC0) != 0x80) return false;
-    }
-  }
-  return true;
-}
-
-size_t Chars(const std::string& s) {
-  size_t n = 0;
-  for (unsigned char c : s) n += (c & 0xC0) != 0x80;
-  return n;
-}
 
 // One abstract, and a hit flag that says whether anything is marked.
 void ExpectAbstract(const std::string& text, const char* query, int maxChars,
@@ -176,10 +154,10 @@ TEST(HighlightAbstract, SurvivesBadArgumentsMalformedAndHugeInput) {
   while (big.size() < 100 * 1024) big += "张三丰说abc 123 我和";
   std::string s = Hl(big.c_str(), std::string(200, 'q').c_str(), 30, &hit);
   EXPECT_EQ(0, hit);
-  EXPECT_EQ(30u + 3, Chars(s));
+  EXPECT_EQ(30u + 3, ks_test::CodePoints(s));
   // Initials spelled by characters far apart (200 of 张), or close by.
   for (const std::string& query : {std::string(200, 'z'), std::string("zsfs")}) {
-    EXPECT_TRUE(ValidUtf8(Hl(big.c_str(), query.c_str(), 30, &hit))) << query;
+    EXPECT_TRUE(ks_test::IsValidUtf8(Hl(big.c_str(), query.c_str(), 30, &hit))) << query;
     EXPECT_EQ(1, hit) << query;
   }
   s = Hl(big.c_str(), "123", 0x7FFFFFFF, &hit);
@@ -246,7 +224,7 @@ TEST(HighlightAbstract, InvariantsOnRandomInput) {
     const int maxChars = 1 + rng() % 30;
     int hit = -1;
     const std::string s = Hl(text.c_str(), query.c_str(), maxChars, &hit);
-    ASSERT_TRUE(ValidUtf8(s)) << text << " / " << query;
+    ASSERT_TRUE(ks_test::IsValidUtf8(s)) << text << " / " << query;
     size_t depth = 0, tags = 0;
     for (size_t p = 0; p < s.size(); ++p) {
       if (s.compare(p, 5, "<red>") == 0) ++depth, ++tags;
@@ -259,8 +237,8 @@ TEST(HighlightAbstract, InvariantsOnRandomInput) {
     EXPECT_EQ(plain, NoTag(text.c_str(), query.c_str(), maxChars));
     const std::string body = Strip(plain, "...");
     EXPECT_NE(std::string::npos, text.find(body)) << text << " -> " << s;
-    if (Chars(text) >= (size_t)maxChars) {
-      EXPECT_LE(Chars(body), (size_t)maxChars) << s;
+    if (ks_test::CodePoints(text) >= (size_t)maxChars) {
+      EXPECT_LE(ks_test::CodePoints(body), (size_t)maxChars) << s;
     }
   }
 }

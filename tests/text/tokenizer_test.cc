@@ -12,7 +12,6 @@
 #include <vector>
 
 #include "foundation/hash.h"
-#include "foundation/logging.h"
 #include "storage/index_manager.h"
 #include "tests/test_util.h"
 #include "text/long_word_tokenizer.h"
@@ -188,12 +187,6 @@ TEST(TokenizerConcurrency, SharedParserGivesTheSameTokensOnEveryThread) {
 // A posting as (weight, match bits).
 typedef std::vector<std::pair<int, int>> P;
 
-std::string g_logged;
-int CaptureLog(const char* text) {
-  g_logged += text;
-  return 0;
-}
-
 class TokenParserTest : public ::testing::Test {
  protected:
   void SetUp() override { ASSERT_EQ(0, index_.open(dir_.path().c_str(), "idx")); }
@@ -277,11 +270,9 @@ TEST_F(TokenParserTest, LongBrokenAndRefusedValues) {
 
   // A posting the index refuses fails the value, with a log line saying which.
   IndexManager closed;
-  set_log_cb_func(CaptureLog);
-  g_logged.clear();
+  ks_test::LogCapture log;
   EXPECT_EQ(-1, parser_.fieldTokenizer(7, 0, "abc", false, false, true, &closed));
-  set_log_cb_func(nullptr);
-  EXPECT_EQ("docId:7 field_val:abc failed \n", g_logged);
+  EXPECT_EQ("docId:7 field_val:abc failed \n", log.plain());
 }
 
 std::vector<unsigned long long> Signs(std::vector<const char*> terms) {
