@@ -3,17 +3,14 @@
 // every call holding the engine, calls made meanwhile see no engine, and a
 // release asked for from inside a call is refused.
 #include <gtest/gtest.h>
-#include <sqlcipher/sqlite3.h>
 
 #include <atomic>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "adapter/ks_search_data_adapter.h"
+#include "adapter/adapter_fixture.h"
 #include "bridge/engine.h"
-#include "search/searcher.h"
-#include "test_util.h"
 
 namespace kestrinSearch {
 namespace {
@@ -22,17 +19,14 @@ const char kKey[] = "lifecycle-key";
 
 // An encrypted database with one table of `rows` messages.
 void MakeDatabase(const std::string& path, int rows) {
-  sqlite3* conn = nullptr;
-  ASSERT_EQ(SQLITE_OK, sqlite3_open(path.c_str(), &conn));
-  std::string sql = std::string("PRAGMA key='") + kKey +
-                    "'; CREATE TABLE msgs(mid TEXT, body TEXT); BEGIN;";
+  adapter_test::HostDb host(path, kKey);
+  host.Exec("CREATE TABLE msgs(mid TEXT, body TEXT)");
+  host.Exec("BEGIN");
   for (int i = 1; i <= rows; ++i) {
-    sql += "INSERT INTO msgs VALUES('m" + std::to_string(i) + "', 'scanned row " +
-           std::to_string(i) + "');";
+    host.Exec("INSERT INTO msgs VALUES('m" + std::to_string(i) + "', 'scanned row " +
+              std::to_string(i) + "')");
   }
-  sql += "COMMIT;";
-  EXPECT_EQ(SQLITE_OK, sqlite3_exec(conn, sql.c_str(), nullptr, nullptr, nullptr));
-  sqlite3_close(conn);
+  host.Exec("COMMIT");
 }
 
 TEST(EngineLifecycleConcurrency, ReleaseAndInitWhileCallsRun) {

@@ -3,13 +3,14 @@
 // and the next save after space returns succeeds; damaged stores found at
 // open are mended to their last consistent state without wrong answers.
 #include <sys/mount.h>
-#include <dirent.h>
 #include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
+#include <filesystem>
 #include <map>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -23,34 +24,15 @@
 namespace mobile_search {
 namespace {
 
-void Walk(const std::string& base, const std::string& rel, std::map<std::string, std::string>* out) {
-  DIR* d = opendir((base + rel).c_str());
-  if (d == nullptr) return;
-  while (struct dirent* e = readdir(d)) {
-    std::string name = e->d_name;
-    if (name == "." || name == "..") continue;
-    if (e->d_type == DT_DIR) {
-      Walk(base, rel + "/" + name, out);
-    } else {
-      (*out)[rel + "/" + name] = ks_test::ReadFile(base + rel + "/" + name);
-    }
-  }
-  closedir(d);
-}
-
+// Every file below `dir` by its path from there ("/allin/id-0"), with its bytes.
 std::map<std::string, std::string> Tree(const std::string& dir) {
   std::map<std::string, std::string> out;
-  Walk(dir, "", &out);
+  for (const auto& e : std::filesystem::recursive_directory_iterator(dir)) {
+    if (e.is_regular_file()) {
+      out["/" + std::filesystem::relative(e.path(), dir).string()] = ks_test::ReadFile(e.path());
+    }
+  }
   return out;
-}
-
-void RegisterMessages(Searcher* s) {
-  s->addIndex(kIndex, kDb, "message", "msg_id", "name,content,tag", "", "name", "extra", "tag", nullptr);
-}
-
-int Put(Searcher* s, const std::string& key, const std::string& content) {
-  const char* values[] = {"", content.c_str(), "", ""};
-  return s->addDoc(kIndex, kDb, "message", key.c_str(), 4, const_cast<char**>(values));
 }
 
 std::string Token(int i) {
@@ -79,18 +61,6 @@ std::string Expect(int total, const std::vector<bool>& live) {
   return out;
 }
 
-// n distinct Han characters, different for every seed: many postings.
-std::string HanText(int seed, int n) {
-  std::string s;
-  for (int k = 0; k < n; ++k) {
-    unsigned int cp = 0x4E00 + static_cast<unsigned int>(seed * 131 + k * 7) % 3000;
-    s += static_cast<char>(0xE0 | (cp >> 12));
-    s += static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
-    s += static_cast<char>(0x80 | (cp & 0x3F));
-  }
-  return s;
-}
-
 std::vector<std::string> Tokens(int n) {
   std::vector<std::string> v;
   for (int i = 0; i < n; ++i) v.push_back(Token(i));
@@ -108,12 +78,12 @@ TEST(DurabilityTest, SynchronousWritesLeaveTheSameFiles) {
       ASSERT_EQ(0, s.setOption("sync", "on"));
     }
     EXPECT_EQ(sync, s.isSyncWrites());
-    RegisterMessages(&s);
-    for (int i = 0; i < 60; ++i) ASSERT_EQ(0, Put(&s, "d" + std::to_string(i), Token(i) + " 同步写入测试"));
-    for (int i = 0; i < 60; i += 3) ASSERT_EQ(0, Put(&s, "d" + std::to_string(i), Token(i) + " 改过的内容"));
+    ASSERT_EQ(0, RegisterMessages(&s));
+    for (int i = 0; i < 60; ++i) ASSERT_EQ(0, PutMessage(&s, "d" + std::to_string(i), Token(i) + " 同步写入测试"));
+    for (int i = 0; i < 60; i += 3) ASSERT_EQ(0, PutMessage(&s, "d" + std::to_string(i), Token(i) + " 改过的内容"));
     for (int i = 1; i < 60; i += 4) ASSERT_EQ(0, s.delDoc(kIndex, kDb, "message", ("d" + std::to_string(i)).c_str()));
     s.setAutoSave("default", false);
-    for (int i = 60; i < 80; ++i) Put(&s, "d" + std::to_string(i), Token(i));
+    for (int i = 60; i < 80; ++i) PutMessage(&s, "d" + std::to_string(i), Token(i));
     EXPECT_EQ(1, s.save("default"));
     s.setAutoSave("default", true);
     EXPECT_EQ(0, s.ellipse_index("default", true));
@@ -172,23 +142,24 @@ TEST_F(DiskFullTest, FailedSavesAndCompactionsKeepTheIndexAndTheNextSaveSucceeds
   std::vector<bool> live(kAll, false);
   Searcher s;
   ASSERT_EQ(0, s.open(root_.c_str(), 0));
-  RegisterMessages(&s);
+  ASSERT_EQ(0, RegisterMessages(&s));
   for (int i = 0; i < kSaved; ++i, live[static_cast<size_t>(i - 1)] = true) {
-    ASSERT_EQ(0, Put(&s, "d" + std::to_string(i), Token(i) + " 磁盘写满之前保存的消息"));
+    ASSERT_EQ(0, PutMessage(&s, "d" + std::to_string(i), Token(i) + " 磁盘写满之前保存的消息"));
   }
   std::string before = Expect(kAll, live);
   ASSERT_EQ(before, Found(root_, Tokens(kAll)));
 
   // A bulk save that runs out of space: -1, the disk keeps the last save.
   s.setAutoSave("default", false);
-  for (int i = kSaved; i < kAll; ++i) Put(&s, "d" + std::to_string(i), Token(i) + " " + HanText(i, 120));
+  std::mt19937 rng(5);
+  for (int i = kSaved; i < kAll; ++i) PutMessage(&s, "d" + std::to_string(i), Token(i) + " " + HanText(rng, 120));
   Fill();
   EXPECT_EQ(-1, s.save("default"));
   EXPECT_EQ(before, Found(root_, Tokens(kAll)));
 
   // With auto-save on, an add that cannot be saved reports it.
   s.setAutoSave("default", true);
-  EXPECT_EQ(-1, Put(&s, "d0", Token(0) + " 新的内容"));
+  EXPECT_EQ(-1, PutMessage(&s, "d0", Token(0) + " 新的内容"));
   EXPECT_EQ(before, Found(root_, Tokens(kAll)));
 
   // Space returns: the next save writes everything, the change of d0 too.
@@ -221,8 +192,8 @@ TEST(GroupRecoveryTest, DamagedStoresOpenAtTheirLastConsistentState) {
   {
     Searcher s;
     ASSERT_EQ(0, s.open(root.c_str(), 0));
-    RegisterMessages(&s);
-    for (int i = 0; i < kDocs; ++i) ASSERT_EQ(0, Put(&s, "d" + std::to_string(i), Token(i) + " 断电"));
+    ASSERT_EQ(0, RegisterMessages(&s));
+    for (int i = 0; i < kDocs; ++i) ASSERT_EQ(0, PutMessage(&s, "d" + std::to_string(i), Token(i) + " 断电"));
   }
   std::vector<bool> live(kDocs, true);
   std::string group = root + "/allin";

@@ -105,24 +105,6 @@ class OpStream {
   int bulkOps_ = 0;
 };
 
-// About 300 common Han characters of filler text per document, so that the
-// postings files fill up every few hundred documents.
-std::string FillerText(std::mt19937& rng) {
-  std::string s;
-  for (int i = 0; i < 300; ++i) {
-    unsigned int cp = 0x4E00 + rng() % 3000;
-    s += static_cast<char>(0xE0 | (cp >> 12));
-    s += static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
-    s += static_cast<char>(0x80 | (cp & 0x3F));
-  }
-  return s;
-}
-
-bool Register(Searcher* s) {
-  s->addIndex(kIndex, kDb, "message", "msg_id", "name,content,tag", "", "name", "extra", "tag", nullptr);
-  return s->getGroupSearcher("default") != nullptr;
-}
-
 // Postings in the active (unsorted) postings file.
 unsigned int ActivePostings(Searcher* s) {
   GroupSearcher* g = s->getGroupSearcher("default");
@@ -142,7 +124,7 @@ void Record(int fd, int index, char phase) {
 [[noreturn]] void RunWorker(const std::string& root, unsigned int seed, int logFd, int readyFd,
                             bool killAtFill) {
   Searcher s;
-  if (s.open(root.c_str(), 0) != 0 || !Register(&s)) _exit(2);
+  if (s.open(root.c_str(), 0) != 0 || RegisterMessages(&s) != 0) _exit(2);
   std::mt19937 rng(seed ^ 0x9E3779B9u);
   if (write(readyFd, "r", 1) != 1) _exit(3);
   OpStream ops(seed);
@@ -162,12 +144,13 @@ void Record(int fd, int index, char phase) {
     // nothing the test checks, and a compaction would make the run long.
     bool skip = killAtFill && op.kind != kPut && op.kind != kFiller && op.kind != kDel;
     Record(logFd, i, 'B');
-    std::string content = op.token + " " + (op.kind == kFiller ? FillerText(rng) : std::string("短消息"));
-    const char* values[] = {"", content.c_str(), "", ""};
+    // About 300 Han characters of filler text fill a postings file every few
+    // hundred documents.
+    const std::string content = op.token + " " + (op.kind == kFiller ? HanText(rng, 300) : "短消息");
     switch (skip ? kSave : op.kind) {
       case kPut:
       case kFiller:
-        s.addDoc(kIndex, kDb, "message", op.key.c_str(), 4, const_cast<char**>(values));
+        PutMessage(&s, op.key, content);
         break;
       case kDel:
         s.delDoc(kIndex, kDb, "message", op.key.c_str());

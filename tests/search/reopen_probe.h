@@ -6,6 +6,7 @@
 
 #include <cstdio>
 #include <map>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -33,21 +34,15 @@ inline Reopened Reopen(const std::string& root, const std::string& index, const 
   char buf[65536];
   for (size_t n; (n = fread(buf, 1, sizeof(buf), p)) > 0;) out.append(buf, n);
   r.ok = pclose(p) == 0;
-  for (size_t at = 0; at < out.size();) {
-    size_t nl = out.find('\n', at);
-    if (nl == std::string::npos) nl = out.size();
-    std::string line = out.substr(at, nl - at);
-    at = nl + 1;
-    size_t tab = line.find('\t');
-    std::string kind = line.substr(0, tab), rest = tab == std::string::npos ? "" : line.substr(tab + 1);
-    if (kind == "log") {
-      r.log += rest + "\n";
-    } else if (kind == "add") {
-      r.adds.push_back(atoi(rest.c_str()));
-    } else if (kind == "q") {
-      size_t t2 = rest.find('\t');
-      r.found[rest.substr(0, t2)] = t2 == std::string::npos ? "" : rest.substr(t2 + 1);
-    }
+  std::istringstream lines(out);
+  for (std::string line; std::getline(lines, line);) {
+    const size_t tab = line.find('\t');
+    const std::string kind = line.substr(0, tab);
+    const std::string rest = tab == std::string::npos ? "" : line.substr(tab + 1);
+    const size_t tab2 = rest.find('\t');
+    if (kind == "log") r.log += rest + "\n";
+    if (kind == "add") r.adds.push_back(atoi(rest.c_str()));
+    if (kind == "q") r.found[rest.substr(0, tab2)] = tab2 == std::string::npos ? "" : rest.substr(tab2 + 1);
   }
   return r;
 }

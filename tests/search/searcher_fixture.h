@@ -1,13 +1,16 @@
 // A Searcher opened on a fresh root with index "chat" over tables "message"
 // (key "msg_id") and "contact" (key "uin") of "main.db": fields "name"
 // (pinyin names), "content" (text), "tag" (no-token) and profile field
-// "extra". Searches come back as whole JSON texts, "<null>" for none.
+// "extra". Searches come back as whole JSON texts, "<null>" for none. The
+// free functions set up the same "message" table on searchers of other roots
+// and other processes.
 #ifndef KS_TESTS_SEARCH_SEARCHER_FIXTURE_H_
 #define KS_TESTS_SEARCH_SEARCHER_FIXTURE_H_
 
 #include <algorithm>
 #include <cstdlib>
 #include <memory>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -22,13 +25,7 @@ namespace mobile_search {
 inline constexpr char kIndex[] = "chat";
 inline constexpr char kDb[] = "main.db";
 
-// Takes ownership of a malloc'd engine text; "<null>" for null.
-inline std::string Take(char* text) {
-  if (text == nullptr) return "<null>";
-  std::string s(text);
-  free(text);
-  return s;
-}
+using ks_test::Take;
 
 // Sorted keys of every returned hit; with `found`, also the sum of the
 // tables' found counts.
@@ -42,6 +39,31 @@ inline std::vector<std::string> ResultKeys(const SearchResult& result, int* foun
   }
   std::sort(keys.begin(), keys.end());
   return keys;
+}
+
+// Registers table "message" with the fixture's layout; the searcher's result.
+inline int RegisterMessages(Searcher* s) {
+  return s->addIndex(kIndex, kDb, "message", "msg_id", "name,content,tag", "", "name", "extra",
+                     "tag", nullptr);
+}
+
+// Adds or changes message `key` with `content` as its text and the other
+// fields empty.
+inline int PutMessage(Searcher* s, const std::string& key, const std::string& content) {
+  const char* values[] = {"", content.c_str(), "", ""};
+  return s->addDoc(kIndex, kDb, "message", key.c_str(), 4, const_cast<char**>(values));
+}
+
+// `n` Han characters of the common range drawn from `rng`: many postings.
+inline std::string HanText(std::mt19937& rng, int n) {
+  std::string s;
+  for (int i = 0; i < n; ++i) {
+    const unsigned int cp = 0x4E00 + rng() % 3000;
+    s += static_cast<char>(0xE0 | (cp >> 12));
+    s += static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
+    s += static_cast<char>(0x80 | (cp & 0x3F));
+  }
+  return s;
 }
 
 class SearcherFixture : public ::testing::Test {

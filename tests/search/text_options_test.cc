@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "config/engine_options.h"
-#include "foundation/logging.h"
 #include "search/group_searcher.h"
 #include "searcher_fixture.h"
 #include "text/highlight.h"
@@ -80,9 +79,7 @@ TEST_F(TextOptionsTest, OptionsAreCheckedKeptAndChangeOnlyOnAnEmptyIndex) {
   ASSERT_EQ(0, Add("message", "m1", "", "愛 13812345678"));
 
   // A live document: indexing options keep their values, and say why.
-  std::string log;
-  static std::string* sink = &log;
-  set_log_cb_func([](const char* text) { return *sink += text, 0; });
+  ks_test::LogCapture log;
   EXPECT_EQ(-1, searcher_.setOption("fold", "off"));
   EXPECT_EQ(-1, searcher_.setOption("utf8", "full"));
   EXPECT_EQ(0, searcher_.setOption("infix_digits", "4")) << "the value it has";
@@ -91,8 +88,7 @@ TEST_F(TextOptionsTest, OptionsAreCheckedKeptAndChangeOnlyOnAnEmptyIndex) {
   EXPECT_EQ(0, searcher_.setOption("fuzzy", "in-ing,en-eng,an-ang,f-h,l-r,n-l,s-sh,c-ch,z-zh"));
   EXPECT_EQ("z-zh,c-ch,s-sh,n-l,l-r,f-h,an-ang,en-eng,in-ing", Take(searcher_.getOption("fuzzy")));
   EXPECT_EQ(0, searcher_.setOption("fuzzy", "off"));
-  set_log_cb_func(nullptr);
-  EXPECT_NE(std::string::npos, log.find("option fold cannot change")) << log;
+  EXPECT_NE(std::string::npos, log.plain().find("option fold cannot change")) << log.plain();
   EXPECT_EQ("[options]\ninfix_digits=4\nfold=simplified\nfuzzy=off\n", ks_test::ReadFile(file));
 
   // Another engine on the root sees them (the file is read at start, see
@@ -171,32 +167,25 @@ TEST_F(TextOptionsTest, FoldSimplifiedLetsBothScriptsFindEachOther) {
 
 // Documents added on one thread while another changes options and a third
 // searches: changes are refused once a document exists, and nothing races.
-TEST(TextOptionsConcurrency, OptionChangesBesideIndexingAndSearches) {
-  ks_test::TempDir dir;
-  Searcher searcher;
-  ASSERT_EQ(0, searcher.open(dir.path().c_str(), 0));
-  ASSERT_EQ(
-      0, searcher.addIndex(kIndex, kDb, "message", "msg_id", "content", "", "", "", "", nullptr));
-  std::thread writer([&searcher] {
-    for (int i = 0; i < 300; ++i) {
-      const std::string key = std::to_string(i);
-      const char* values[] = {"愛 13812345678"};
-      searcher.addDoc(kIndex, kDb, "message", key.c_str(), 1, const_cast<char**>(values));
-    }
+using TextOptionsConcurrency = SearcherFixture;
+
+TEST_F(TextOptionsConcurrency, OptionChangesBesideIndexingAndSearches) {
+  std::thread writer([this] {
+    for (int i = 0; i < 300; ++i) Add("message", std::to_string(i), "", "愛 13812345678");
   });
-  std::thread reader([&searcher] {
-    for (int i = 0; i < 300; ++i) free(searcher.doSearch(kIndex, "5678", 0, 10, false));
+  std::thread reader([this] {
+    for (int i = 0; i < 300; ++i) free(searcher_.doSearch(kIndex, "5678", 0, 10, false));
   });
   int accepted = 0;
   for (int i = 0; i < 300; ++i) {
-    accepted += searcher.setOption("infix_digits", i % 2 ? "4" : "off") == 0;
+    accepted += searcher_.setOption("infix_digits", i % 2 ? "4" : "off") == 0;
   }
   writer.join();
   reader.join();
   // Whatever value the documents got, they all got the same one.
-  const bool tails = Take(searcher.getOption("infix_digits")) == "4";
+  const bool tails = Take(searcher_.getOption("infix_digits")) == "4";
   SearchResult result(true);
-  ASSERT_EQ(0, searcher.doSearch(kIndex, nullptr, "5678", 0, 1000, &result, false));
+  ASSERT_EQ(0, searcher_.doSearch(kIndex, nullptr, "5678", 0, 1000, &result, false));
   int found = 0;
   ResultKeys(result, &found);
   EXPECT_EQ(tails ? 300 : 0, found) << accepted << " changes accepted";
