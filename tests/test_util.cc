@@ -64,6 +64,10 @@ std::string Take(char* text) {
   return s;
 }
 
+std::vector<unsigned long long> Slots(const mobile_search::_DArray* arr) {
+  return std::vector<unsigned long long>(arr->items, arr->items + arr->count);
+}
+
 bool IsValidUtf8(const std::string& s) {
   const unsigned char* u = reinterpret_cast<const unsigned char*>(s.data());
   const size_t n = s.size();

@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "foundation/dynamic_array.h"
+
 namespace ks_test {
 
 class TempDir {
@@ -36,6 +38,9 @@ bool FileExists(const std::string& path);
 
 // Takes over a malloc'd engine text; "<null>" for null.
 std::string Take(char* text);
+
+// The slots of an array, in order.
+std::vector<unsigned long long> Slots(const mobile_search::_DArray* arr);
 
 // Well-formed UTF-8: shortest forms only, at most U+10FFFF. Surrogates pass:
 // text from the host's VM (modified UTF-8) writes a supplementary character

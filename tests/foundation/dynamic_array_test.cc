@@ -8,14 +8,13 @@
 #include <string>
 #include <vector>
 
+#include "test_util.h"
+
 namespace mobile_search {
 namespace {
 
 typedef unsigned long long u64;
-
-std::vector<u64> contents(const _DArray* arr) {
-  return std::vector<u64>(arr->items, arr->items + arr->count);
-}
+using ks_test::Slots;
 
 _DArray* make_array(const std::vector<u64>& values) {
   _DArray* arr = darray_create(nullptr, false);
@@ -61,7 +60,7 @@ TEST(DynamicArray, GrowsByTwicePlusEightAndShrinksOnlyBelowHalf) {
     EXPECT_EQ(RET_OK, darray_shrink(arr));
     EXPECT_EQ(c[1], arr->capacity) << c[0] << " slots";
   }
-  EXPECT_EQ((std::vector<u64>{1, 2, 3, 4, 5, 6, 7, 8, 9, 10}), contents(arr));
+  EXPECT_EQ((std::vector<u64>{1, 2, 3, 4, 5, 6, 7, 8, 9, 10}), Slots(arr));
   darray_destroy(arr);
 }
 
@@ -70,12 +69,12 @@ TEST(DynamicArray, EditingKeepsValuesAndReleasesOnlyWhatItOwns) {
   EXPECT_EQ(RET_OK, darray_insert(arr, 1, 12));
   EXPECT_EQ(RET_OK, darray_insert(arr, 100, 19));  // clamped to count
   EXPECT_EQ(RET_OK, darray_prepend(arr, 10));
-  EXPECT_EQ((std::vector<u64>{10, 11, 12, 13, 14, 15, 16, 17, 18, 19}), contents(arr));
+  EXPECT_EQ((std::vector<u64>{10, 11, 12, 13, 14, 15, 16, 17, 18, 19}), Slots(arr));
   // A ranged delete moves only n slots: the old tail stays beyond count.
   EXPECT_EQ(RET_OK, darray_delete(arr, 2, 3));
-  EXPECT_EQ((std::vector<u64>{10, 11, 15, 16, 17, 15, 16}), contents(arr));
+  EXPECT_EQ((std::vector<u64>{10, 11, 15, 16, 17, 15, 16}), Slots(arr));
   EXPECT_EQ(RET_OK, darray_delete(arr, 5, 100));  // tail: n is cut, nothing moves
-  EXPECT_EQ((std::vector<u64>{10, 11, 15, 16, 17}), contents(arr));
+  EXPECT_EQ((std::vector<u64>{10, 11, 15, 16, 17}), Slots(arr));
   EXPECT_EQ(0u, arr->items[5]);
   darray_destroy(arr);
 
@@ -185,7 +184,7 @@ TEST(DynamicArray, SearchesFindsUniqAndForeach) {
             (std::vector<int>{darray_find(runs, comp, 3), darray_rever_find(runs, comp, 3),
                               darray_rever_find(runs, comp, 0), darray_rever_find(runs, comp, 8)}));
   EXPECT_EQ(RET_OK, darray_uniq(runs, comp));
-  EXPECT_EQ((std::vector<u64>{3, 1, 3, 5}), contents(runs));  // zero slots are dropped
+  EXPECT_EQ((std::vector<u64>{3, 1, 3, 5}), Slots(runs));  // zero slots are dropped
   EXPECT_EQ(0u, runs->items[4]);  // slots beyond count are cleared
 
   // Only a walker's RET_STOP or RET_NOMEM ends the walk, and is returned.
@@ -206,7 +205,7 @@ bool key_less(u64 a, u64 b) { return key_cmp(a, b) < 0; }
 u64 tagged(u64 key, char tag) { return key << 8 | (unsigned char)tag; }
 std::vector<std::string> tags(const _DArray* arr) {
   std::vector<std::string> out;
-  for (u64 x : contents(arr)) out.push_back(std::to_string(x >> 8) + (char)(x & 0xFF));
+  for (u64 x : Slots(arr)) out.push_back(std::to_string(x >> 8) + (char)(x & 0xFF));
   return out;
 }
 
@@ -233,7 +232,7 @@ TEST(DynamicArray, EachSortPlacesEqualKeysItsOwnWay) {
   }
   _DArray* arr = make_array({5, 4, 3, 2, 1});
   darray_merge_sort(arr, 3, comp);  // only the prefix is sorted
-  EXPECT_EQ((std::vector<u64>{3, 4, 5, 2, 1}), contents(arr));
+  EXPECT_EQ((std::vector<u64>{3, 4, 5, 2, 1}), Slots(arr));
   darray_destroy(arr);
 }
 
@@ -249,7 +248,7 @@ TEST(DynamicArray, AllSortsOrderRandomInputAndMergeSortIsStable) {
                               items_shell_sort}) {
       _DArray* arr = make_array(input);
       ASSERT_EQ(RET_OK, darray_sort(arr, fn, key_cmp));
-      std::vector<u64> got = contents(arr);
+      std::vector<u64> got = Slots(arr);
       EXPECT_TRUE(std::is_sorted(got.begin(), got.end(), key_less)) << "n=" << n;
       if (fn == items_merge_sort) {
         EXPECT_EQ(stable, got) << "n=" << n;

@@ -34,15 +34,11 @@
 
 using namespace mobile_search;
 
+using ks_test::Take;
+
 namespace {
 
 const std::string kOpen = "<red>", kClose = "</red>", kDots = "...";
-
-std::string Take(char* s) {
-  std::string out = s != nullptr ? s : "";
-  free(s);
-  return out;
-}
 
 std::string Strip(std::string s) {
   for (const std::string& tag : {kOpen, kClose}) {

@@ -43,18 +43,12 @@ struct Posting {
   unsigned char weight, bits;
 };
 
-Slots ToVector(_DArray* arr) {
-  Slots v;
-  for (unsigned int i = 0; i < darray_length(arr); ++i) v.push_back(darray_get_by_index(arr, i));
-  return v;
-}
-
 Slots Tokens(TokenParser& parser, const std::string& text, TokenStyle style,
              const TextOptions& options = TextOptions()) {
   _DArray* out = darray_create(nullptr, false);
   FUZZ_CHECK(parser.wordTokenizer(text.c_str(), out, style, options) == 0,
              "tokenizer %d failed on \"%s\"", style, ks_fuzz::Escaped(text).c_str());
-  Slots v = ToVector(out);
+  Slots v = ks_test::Slots(out);
   darray_destroy(out);
   return v;
 }
@@ -65,7 +59,7 @@ std::set<unsigned int> QuerySigns(TokenParser& parser, const std::string& text, 
                        : parser.fillQueryTokenArray(text.c_str(), out);
   FUZZ_CHECK(rc == 0, "query terms of \"%s\" failed", ks_fuzz::Escaped(text).c_str());
   std::set<unsigned int> signs;
-  for (unsigned long long slot : ToVector(out)) signs.insert(token_unpack(slot).sign);
+  for (unsigned long long slot : ks_test::Slots(out)) signs.insert(token_unpack(slot).sign);
   darray_destroy(out);
   return signs;
 }
@@ -200,7 +194,7 @@ std::vector<Posting> ExpectedPostings(Slots tokens, int chars) {
   _DArray* arr = darray_create(nullptr, false);
   for (unsigned long long t : tokens) darray_append(arr, t);
   darray_shell_sort(arr, token_cmp);
-  tokens = ToVector(arr);
+  tokens = ks_test::Slots(arr);
   darray_destroy(arr);
   std::vector<Posting> postings;
   for (size_t i = 0; i < tokens.size();) {

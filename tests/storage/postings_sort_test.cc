@@ -106,7 +106,7 @@ std::vector<unsigned long long> ShellSorted(const std::vector<Posting>& in) {
   _DArray* arr = darray_create(nullptr, false);
   for (const Posting& p : in) darray_append(arr, doc_union_t::make(p.doc, p.field, p.weight, 0).value);
   darray_shell_sort(arr, docid_cmp);
-  std::vector<unsigned long long> out(arr->items, arr->items + arr->count);
+  const std::vector<unsigned long long> out = ks_test::Slots(arr);
   darray_destroy(arr);
   return out;
 }

@@ -10,6 +10,7 @@
 
 #include "foundation/hash.h"
 #include "foundation/utf8_util.h"
+#include "test_util.h"
 #include "text/name_spellings.h"
 #include "text/name_terms.h"
 #include "text/pinyin_fuzzy.h"
@@ -108,8 +109,7 @@ TEST(NameSpellings, PlainSpellingsAreTheTokenizersPinyinTokens) {
       _str_buffer_t* word = str_buffer_create(run);
       _DArray* out = darray_create(nullptr, false);
       ASSERT_GT(tokenizer.wordPinYinTokenizer(word, isFirst, out), 0);
-      std::vector<unsigned long long> expected;
-      for (unsigned i = 0; i < darray_length(out); ++i) expected.push_back(darray_get_by_index(out, i));
+      std::vector<unsigned long long> expected = ks_test::Slots(out);
       darray_destroy(out);
       str_buffer_free(word);
 

@@ -13,7 +13,7 @@
 
 #include "foundation/hash.h"
 #include "storage/index_manager.h"
-#include "tests/test_util.h"
+#include "test_util.h"
 #include "text/long_word_tokenizer.h"
 #include "text/short_word_tokenizer.h"
 #include "text/token_unit.h"
@@ -27,13 +27,7 @@ unsigned int SignOf(const char* text) { return idx_sign32(text, (unsigned int)st
 struct TokenList {
   TokenList() : arr(darray_create(nullptr, false)) {}
   ~TokenList() { darray_destroy(arr); }
-  std::vector<unsigned long long> slots() const {
-    std::vector<unsigned long long> out;
-    for (unsigned int i = 0; i < darray_length(arr); ++i) {
-      out.push_back(darray_get_by_index(arr, i));
-    }
-    return out;
-  }
+  std::vector<unsigned long long> slots() const { return ks_test::Slots(arr); }
   std::vector<unsigned long long> signs() const {
     std::vector<unsigned long long> out;
     for (unsigned long long slot : slots()) out.push_back(slot & 0xFFFFFFFFu);
