@@ -91,6 +91,14 @@ class SearcherFixture : public ::testing::Test {
     return Take(searcher_.doSearch(kIndex, field, query.c_str(), start, num, false));
   }
 
+  // Sorted keys of all hits (a key fixes its table), and the sum of the
+  // tables' found counts.
+  std::vector<std::string> Hits(const std::string& query, int* found) {
+    SearchResult result(true);
+    EXPECT_EQ(0, searcher_.doSearch(kIndex, nullptr, query.c_str(), 0, 65535, &result, false));
+    return ResultKeys(result, found);
+  }
+
   // Search over a list of fields, each hit in one of them.
   std::string MoreFields(const std::vector<const char*>& names, const std::string& query,
                          int num = 10) {

@@ -70,14 +70,6 @@ class SearcherTest : public SearcherFixture {
     GroupSearcher* g = searcher_.getGroupSearcher(group);
     return g == nullptr ? 0 : g->getIndexMgr()->doc_mgr->getDocNumber();
   }
-
-  // Sorted keys of all hits (a key fixes its table), and the sum of the
-  // tables' found counts.
-  std::vector<std::string> Hits(const std::string& query, int* found) {
-    SearchResult result(true);
-    EXPECT_EQ(0, searcher_.doSearch(kIndex, nullptr, query.c_str(), 0, 65535, &result, false));
-    return ResultKeys(result, found);
-  }
 };
 
 TEST_F(SearcherTest, ChinesePinyinInitialsLatinNoTokenAndProfileFields) {

@@ -22,10 +22,8 @@ class UpdateConcurrency : public SearcherFixture {
     return Add("message", "m" + std::to_string(key), "", "共同内容 v" + std::to_string(version));
   }
   int Found(const std::string& query) {
-    SearchResult result(true);
-    searcher_.doSearch(kIndex, nullptr, query.c_str(), 0, 100, &result, false);
     int found = 0;
-    ResultKeys(result, &found);
+    Hits(query, &found);
     return found;
   }
 };
