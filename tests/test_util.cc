@@ -64,6 +64,13 @@ std::string Take(char* text) {
   return s;
 }
 
+std::string Untagged(std::string text) {
+  for (const std::string tag : {"<red>", "</red>"}) {
+    for (size_t at; (at = text.find(tag)) != std::string::npos;) text.erase(at, tag.size());
+  }
+  return text;
+}
+
 std::vector<unsigned long long> Slots(const mobile_search::_DArray* arr) {
   return std::vector<unsigned long long>(arr->items, arr->items + arr->count);
 }

@@ -39,6 +39,9 @@ bool FileExists(const std::string& path);
 // Takes over a malloc'd engine text; "<null>" for null.
 std::string Take(char* text);
 
+// `text` without any "<red>" or "</red>" (the highlighter's tags).
+std::string Untagged(std::string text);
+
 // The slots of an array, in order.
 std::vector<unsigned long long> Slots(const mobile_search::_DArray* arr);
 

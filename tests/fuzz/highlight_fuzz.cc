@@ -40,13 +40,6 @@ namespace {
 
 const std::string kOpen = "<red>", kClose = "</red>", kDots = "...";
 
-std::string Strip(std::string s) {
-  for (const std::string& tag : {kOpen, kClose}) {
-    for (size_t at = s.find(tag); at != std::string::npos; at = s.find(tag, at)) s.erase(at, tag.size());
-  }
-  return s;
-}
-
 std::string Lower(std::string s) {
   for (char& c : s) {
     if (c >= 'A' && c <= 'Z') c = (char)(c + 32);
@@ -183,7 +176,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const int pairs = CheckTags(withTags, context);
     FUZZ_CHECK(hit == 1 ? pairs > 0 : pairs == 0, "hit %d with %d tagged matches (%s)", hit,
                pairs, context.c_str());
-    FUZZ_CHECK(Strip(withTags) == noTags, "untagged abstract %s (%s)", ks_fuzz::Escaped(noTags).c_str(),
+    FUZZ_CHECK(ks_test::Untagged(withTags) == noTags, "untagged abstract %s (%s)", ks_fuzz::Escaped(noTags).c_str(),
                context.c_str());
     // A malformed query may match part of a character: a lead byte and
     // fewer continuation bytes than it announces pass for a shorter
@@ -204,7 +197,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const int pairs = CheckTags(named, context);
     FUZZ_CHECK(nameHit == 1 ? pairs > 0 : pairs == 0, "name options: hit %d with %d tagged matches (%s)",
                nameHit, pairs, context.c_str());
-    CheckWindow(Strip(named), text, maxChars,
+    CheckWindow(ks_test::Untagged(named), text, maxChars,
                 ks_fuzz::IsValidUtf8(text) && ks_fuzz::IsValidUtf8(query), context);
   }
   if (OnlyLetters(query) && Lower(text).find(Lower(query)) != std::string::npos) {

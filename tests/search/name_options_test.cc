@@ -32,13 +32,6 @@ struct OptionSet {
   std::vector<Row> rows;
 };
 
-std::string Untagged(std::string s) {
-  for (const char* tag : {"<red>", "</red>"}) {
-    for (size_t at; (at = s.find(tag)) != std::string::npos;) s.erase(at, strlen(tag));
-  }
-  return s;
-}
-
 class NameOptionsTest : public ::testing::Test {
  protected:
   // A fresh root with the options set and the contacts indexed as c0, c1, ...
@@ -91,7 +84,7 @@ class NameOptionsTest : public ::testing::Test {
     for (const auto& o : set.options) label += std::string(o.first) + "=" + o.second + " ";
     for (const Row& row : set.rows) {
       std::map<std::string, std::string> expected;
-      for (const char* m : row.marked) expected[Untagged(m)] = m;
+      for (const char* m : row.marked) expected[ks_test::Untagged(m)] = m;
       std::map<std::string, std::string> found;
       for (const auto& h : Hits(row.query)) found[h.first] = h.first;
       for (int i = 0; i < kContactCount; ++i) {
