@@ -1,7 +1,8 @@
 // Helpers shared by the test programs: a temporary directory that is removed
 // with everything below it when the object goes out of scope, whole-file
 // reads and writes for comparing stored bytes, engine texts taken over as
-// strings, UTF-8 checks, and a capture of the engine's log channels.
+// strings, highlighter tags taken out, an array's slots, UTF-8 checks, and a
+// capture of the engine's log channels.
 #ifndef KS_TESTS_TEST_UTIL_H_
 #define KS_TESTS_TEST_UTIL_H_
 
