@@ -26,10 +26,12 @@ namespace {
 
 struct Item {
   std::string key, value;
+  bool operator==(const Item& o) const { return key == o.key && value == o.value; }
 };
 struct Section {
   std::string name;
   std::vector<Item> items;
+  bool operator==(const Section& o) const { return name == o.name && items == o.items; }
 };
 typedef std::vector<Section> Model;
 
@@ -100,17 +102,10 @@ Section* FindSection(Model& m, const std::string& name) {
 // The document must hold exactly the model, and answer lookups as it does.
 void CheckAgainst(const ini_ctx_t* ctx, const Model& model) {
   const Model got = Snapshot(ctx);
-  FUZZ_CHECK(got.size() == model.size(), "model:\n  %sdocument:\n  %s", Describe(model).c_str(),
+  FUZZ_CHECK(got == model, "model:\n  %sdocument:\n  %s", Describe(model).c_str(),
              Describe(got).c_str());
   for (size_t i = 0; i < model.size(); ++i) {
     const Section& want = model[i];
-    FUZZ_CHECK(got[i].name == want.name && got[i].items.size() == want.items.size(),
-               "model:\n  %sdocument:\n  %s", Describe(model).c_str(), Describe(got).c_str());
-    for (size_t j = 0; j < want.items.size(); ++j) {
-      FUZZ_CHECK(got[i].items[j].key == want.items[j].key &&
-                     got[i].items[j].value == want.items[j].value,
-                 "model:\n  %sdocument:\n  %s", Describe(model).c_str(), Describe(got).c_str());
-    }
     // Section names are unique in the document and so in the model.
     FUZZ_CHECK(ini_ctx_get_section(ctx, want.name.c_str()) == ini_ctx_get_section(ctx, (int)i),
                "section %zu not found by its name", i);
