@@ -31,9 +31,9 @@ expect_keys hel '"2"'
 # marks the match, in brackets without colour and in red with it.
 out=$(search --format human --color never zsf)
 [[ $out == *'1 hit for "zsf" in index contact'* ]] || fail "human header: $out"
-echo "$out" | grep -Eq '^ +1 +contact +1 +80 +name: \[张三丰\]$' || fail "human row: $out"
+grep -Eq '^ +1 +contact +1 +80 +name: \[张三丰\]$' <<<"$out" || fail "human row: $out"
 out=$(search --format human --color never --field note hello)
-echo "$out" | grep -Eq '^ +1 +contact +2 .*note: \[hello\] world 你好$' || fail "field row: $out"
+grep -Eq '^ +1 +contact +2 .*note: \[hello\] world 你好$' <<<"$out" || fail "field row: $out"
 [[ $(search --format human --color always zsf) == *$'\e[1;31m张三丰\e[0m'* ]] || fail "colour"
 # Without the noted database the rows are listed and the note says why;
 # --db/--key give it back.
@@ -59,7 +59,7 @@ expect_status 0 "9: not in index contact" delete --root idx --index contact 9
 expect_status 0 "fewer than 1,000 deleted" compact --root idx
 expect_status 0 "group default: compacted" compact --root idx --force
 out=$("$tool" stats --root idx)
-echo "$out" | grep -Eq '^default +2 +0 ' || fail "stats after compaction: $out"
+grep -Eq '^default +2 +0 ' <<<"$out" || fail "stats after compaction: $out"
 [[ $out == *'table chat.db/contact, key id, group default, scanned up to row id 3'* ]] || fail "stats: $out"
 
 # watch runs statements on its hooked connection; the index follows them.
