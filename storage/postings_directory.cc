@@ -62,6 +62,13 @@ unsigned int SearchSign(const unsigned char* base, unsigned int lo, unsigned int
   return lo;
 }
 
+// The records [*from, *to) between sample j - 1 and sample j, where a sign
+// whose first sample not below it is sample j starts (or would be).
+void SpanOf(size_t j, unsigned int* from, unsigned int* to) {
+  *from = j == 0 ? 0 : static_cast<unsigned int>((j - 1) * PostingsDirectory::kStride + 1);
+  *to = std::min(kFullFile / kRec, static_cast<unsigned int>(j * PostingsDirectory::kStride));
+}
+
 // Where in the records [from, to) after sample j - 1 the first sign >= `sign`
 // should be: signs of several characters are hashed, so they spread evenly
 // between two samples.
@@ -268,8 +275,8 @@ PostingsDirectory::Run PostingsDirectory::findRun(int f, const unsigned char* ba
   if (j < samples.size() && samples[j] == sign) {
     if (const LongRun* r = longRun(f, sign)) return Run{r->lo, r->hi};
   }
-  const unsigned int from = j == 0 ? 0 : static_cast<unsigned int>((j - 1) * kStride + 1);
-  const unsigned int to = std::min(n, static_cast<unsigned int>(j * kStride));
+  unsigned int from = 0, to = 0;
+  SpanOf(j, &from, &to);
   const unsigned int lo = SearchSign(base, from, to, GuessInSpan(samples, j, from, to, sign), sign);
   // Not a long run: the run ends within kStride records of its start.
   unsigned int hi = lo;
@@ -281,9 +288,8 @@ void PostingsDirectory::prefetchRun(int f, const unsigned char* base, unsigned i
   const std::vector<unsigned int>& samples = sealed_[f].samples;
   const size_t j = std::lower_bound(samples.begin(), samples.end(), sign) - samples.begin();
   if (j < samples.size() && samples[j] == sign) return;  // maybe a long run: no file read
-  const unsigned int n = kFullFile / kRec;
-  const unsigned int from = j == 0 ? 0 : static_cast<unsigned int>((j - 1) * kStride + 1);
-  const unsigned int to = std::min(n, static_cast<unsigned int>(j * kStride));
+  unsigned int from = 0, to = 0;
+  SpanOf(j, &from, &to);
   if (from < to) __builtin_prefetch(base + static_cast<size_t>(GuessInSpan(samples, j, from, to, sign)) * kRec);
 }
 
