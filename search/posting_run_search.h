@@ -31,14 +31,20 @@ inline unsigned int LowerDoc(const unsigned char* base, unsigned int lo, unsigne
   return lo;
 }
 
+// Where between records below and above, whose doc ids are first and last
+// (first < last), a run spread evenly over its doc ids holds `doc`.
+inline unsigned int GuessBetween(unsigned int below, unsigned int above, unsigned int doc, unsigned int first,
+                                 unsigned int last) {
+  return below + static_cast<unsigned int>(static_cast<unsigned long long>(doc - first) * (above - below) /
+                                           (last - first));
+}
+
 // The first record in (below, above] whose doc id is >= doc, given
 // docid(below) = first < doc <= docid(above) = last: looked for from where
 // the two doc ids put it, galloping away from that guess, then halving.
 inline unsigned int SeekBetween(const unsigned char* base, unsigned int below, unsigned int above, unsigned int doc,
                                 unsigned int first, unsigned int last) {
-  const unsigned int guess =
-      below + static_cast<unsigned int>(static_cast<unsigned long long>(doc - first) * (above - below) / (last - first));
-  const unsigned int g = std::min(above, std::max(below + 1, guess));
+  const unsigned int g = std::min(above, std::max(below + 1, GuessBetween(below, above, doc, first, last)));
   unsigned int step = 1;
   if (RecordAt(base, g)->docid() < doc) {
     below = g;
@@ -102,8 +108,7 @@ inline void PrefetchSeek(const unsigned char* base, unsigned int lo, unsigned in
   const unsigned int first = RecordAt(base, lo)->docid();
   const unsigned int last = RecordAt(base, hi - 1)->docid();
   if (first >= doc || last < doc) return;
-  const unsigned long long span = hi - 1 - lo;
-  __builtin_prefetch(RecordAt(base, lo + static_cast<unsigned int>(span * (doc - first) / (last - first))));
+  __builtin_prefetch(RecordAt(base, GuessBetween(lo, hi - 1, doc, first, last)));
 }
 
 }  // namespace mobile_search
